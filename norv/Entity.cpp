@@ -1,0 +1,114 @@
+#include "norv/Entity.h"
+
+#include <algorithm>
+
+#include "norv/Reactor.h"
+
+namespace Norv {
+
+const Type& Entity::fwkType() const {
+   static constexpr Type t("Norv::Entity");
+   return t;
+}
+
+Entity::~Entity() = default;
+
+size_t Entity::notifieeCount() const {
+   return static_cast<size_t>(std::count_if(notifiees_.begin(), notifiees_.end(),
+                                            [](NotifieeBase* n) { return n != nullptr; }));
+}
+
+void Entity::norvAttach(NotifieeBase* n) const {
+   notifiees_.push_back(n);
+}
+
+void Entity::norvDetach(NotifieeBase* n) const {
+   auto it = std::find(notifiees_.begin(), notifiees_.end(), n);
+   if (it == notifiees_.end()) return;
+   if (delivering_) {
+      // A delivery loop is walking the list: leave a hole and compact afterwards.
+      *it = nullptr;
+      holes_ = true;
+   } else {
+      notifiees_.erase(it);
+   }
+}
+
+void Entity::compactNotifiees() const {
+   std::erase(notifiees_, nullptr);
+   holes_ = false;
+}
+
+NotifieeBase::NotifieeBase(Reactor* reactor, Ptr<const Entity> notifier)
+    : reactor_(reactor), notifier_(std::move(notifier)) {
+   if (reactor_) reactor_->norvAddNotifiee(this);
+   if (notifier_) notifier_->norvAttach(this);
+}
+
+NotifieeBase::~NotifieeBase() {
+   if (notifier_) notifier_->norvDetach(this);
+   if (reactor_) reactor_->norvRemoveNotifiee(this);
+}
+
+bool NotifieeBase::norvDeliverable() const {
+   if (!active_) return false;
+   return !reactor_ || (!reactor_->norvZombie() && reactor_->hasNotificationActive());
+}
+
+void NotifieeBase::rebind(Ptr<const Entity> notifier) {
+   if (notifier.ptr() == notifier_.ptr()) return;
+   if (notifier_) notifier_->norvDetach(this);
+   notifier_ = std::move(notifier);
+   if (!notifier_) return;
+   notifier_->norvAttach(this);
+   if (norvDeliverable()) norvImmediateAll();
+}
+
+void NotifieeBase::norvImmediateAll() {
+   detail::DeliveryGuard guard(this);
+   for (auto hook : immediates_) {
+      if (!notifier_ || !norvDeliverable()) return;
+      hook(this);
+   }
+}
+
+namespace detail {
+
+DeliveryGuard::DeliveryGuard(const NotifieeBase* n) {
+   const Reactor* r = n->reactor();
+   // A reactor still under construction has no owner yet; holding it would free it.
+   if (r && r->references() > 0) {
+      held_ = r;
+      held_->norvRef();
+   }
+}
+
+DeliveryGuard::~DeliveryGuard() {
+   if (held_) held_->norvUnref();
+}
+
+} // namespace detail
+
+void Reactor::hasNotificationActiveIs(bool v) {
+   if (v == notificationActive_) return;
+   notificationActive_ = v;
+   for (auto* n : notifiees_)
+      n->notificationActiveIs(v);
+   for (auto* c : nested_) {
+      c->norvForEachReactor([](Reactor& r, bool on) { r.hasNotificationActiveIs(on); }, v);
+   }
+}
+
+void Reactor::norvDoZombieReactors(bool v) {
+   if (v == norvMarkedForDeletion()) return;
+   norvMarkedForDeletionIs(v);
+   for (auto* c : nested_) {
+      c->norvForEachReactor([](Reactor& r, bool z) { r.norvDoZombieReactors(z); }, v);
+   }
+}
+
+void Reactor::norvRemoveNotifiee(NotifieeBase* n) {
+   std::erase(notifiees_, n);
+}
+
+} // namespace Norv

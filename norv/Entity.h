@@ -1,0 +1,225 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "norv/Ptr.h"
+#include "norv/Type.h"
+
+namespace Norv {
+
+class NotifieeBase;
+class Reactor;
+
+namespace detail {
+// Deferred delivery for an open NotificationBatch (NotificationBatch.cpp).
+bool batchOpen();
+} // namespace detail
+
+// An entity: a counted object with a run-time type, typed attributes and notifiees that are
+// told of every change of its attributes.
+class Entity : public RefCounted {
+public:
+   Entity() = default;
+   Entity(const Entity&) = delete;
+   Entity& operator=(const Entity&) = delete;
+
+   virtual const Type& fwkType() const;
+
+   bool norvMarkedForDeletion() const { return markedForDeletion_; }
+   virtual void norvMarkedForDeletionIs(bool v) { markedForDeletion_ = v; }
+
+   size_t notifieeCount() const;
+
+   // Framework internals: notifiee registration and delivery.
+   void norvAttach(NotifieeBase* n) const;
+   void norvDetach(NotifieeBase* n) const;
+
+   // Calls `call(notifiee)` on every notifiee that may receive, in registration order.
+   template <class N, class F>
+   void norvDeliver(F&& call) const;
+
+   // A change of a keyed member: delivered now, or recorded by an open batch.
+   template <class N, class K>
+   void norvNotifyKey(const char* attr, const K& key, void (N::*fn)(const K&)) const;
+   // A change of a scalar attribute.
+   template <class N>
+   void norvNotify(const char* attr, void (N::*fn)()) const;
+
+protected:
+   ~Entity() override;
+
+private:
+   void compactNotifiees() const;
+   bool markedForDeletion_ = false;
+   mutable std::vector<NotifieeBase*> notifiees_;
+   mutable uint32_t delivering_ = 0;
+   mutable bool holes_ = false;
+};
+
+// Base of every notifiee: bound to one notifier entity, owned by a reactor (or by nothing).
+class NotifieeBase {
+public:
+   NotifieeBase(Reactor* reactor, Ptr<const Entity> notifier);
+   NotifieeBase(const NotifieeBase&) = delete;
+   NotifieeBase& operator=(const NotifieeBase&) = delete;
+   virtual ~NotifieeBase();
+
+   Reactor* reactor() const { return reactor_; }
+   bool notificationActive() const { return active_; }
+   void notificationActiveIs(bool v) { active_ = v; }
+   // True when a notification may reach this notifiee now.
+   bool norvDeliverable() const;
+
+   // Calls every whole-attribute (immediate) notification of the notifier type.
+   void norvImmediateAll();
+   void norvAddImmediate(void (*hook)(NotifieeBase*)) { immediates_.push_back(hook); }
+
+protected:
+   const Entity* notifierEntity() const { return notifier_.ptr(); }
+   // Binding at construction sends nothing; rebinding to another entity sends the
+   // whole-attribute notifications so the reactor re-reads its new input.
+   void rebind(Ptr<const Entity> notifier);
+
+private:
+   Reactor* reactor_;
+   Ptr<const Entity> notifier_;
+   bool active_ = true;
+   std::vector<void (*)(NotifieeBase*)> immediates_;
+};
+
+// The typed notifiee of entity E; `Base` is the notifiee of E's base entity, if any.
+template <class E, class Base = NotifieeBase>
+class NotifieeOf : public Base {
+public:
+   explicit NotifieeOf(Reactor* reactor = nullptr, Ptr<const E> notifier = nullptr)
+       : Base(reactor, notifier) {}
+   Ptr<const E> notifier() const {
+      return Ptr<const E>(static_cast<const E*>(this->notifierEntity()));
+   }
+   void notifierIs(Ptr<const E> n) { this->rebind(n); }
+};
+
+// Registers one whole-attribute notification of a notifiee at construction.
+struct ImmediateHook {
+   ImmediateHook(NotifieeBase* n, void (*hook)(NotifieeBase*)) { n->norvAddImmediate(hook); }
+};
+
+namespace detail {
+
+class PendingNotification;
+void batchRecord(PendingNotification* p);
+
+class PendingNotification {
+public:
+   PendingNotification(const Entity* e, const char* attr) : entity_(e), attr_(attr) {}
+   virtual ~PendingNotification() = default;
+   virtual void deliver() const = 0;
+   virtual bool sameKeyAs(const PendingNotification& o) const = 0;
+   virtual size_t keyHash() const = 0;
+   const Entity* entity() const { return entity_.ptr(); }
+   const char* attr() const { return attr_; }
+
+protected:
+   Ptr<const Entity> entity_;
+   const char* attr_;
+};
+
+size_t keyHashOf(const void* p, size_t size);
+
+template <class N, class K>
+class PendingKey : public PendingNotification {
+public:
+   PendingKey(const Entity* e, const char* attr, const K& key, void (N::*fn)(const K&))
+       : PendingNotification(e, attr), key_(key), fn_(fn) {}
+   void deliver() const override {
+      entity_->template norvDeliver<N>([this](N& n) { (n.*fn_)(key_); });
+   }
+   bool sameKeyAs(const PendingNotification& o) const override {
+      auto* p = dynamic_cast<const PendingKey*>(&o);
+      return p && p->key_ == key_;
+   }
+   size_t keyHash() const override {
+      if constexpr (requires { key_.hash(); }) {
+         return key_.hash();
+      } else if constexpr (std::is_arithmetic_v<K> || std::is_enum_v<K>) {
+         return static_cast<size_t>(key_);
+      } else {
+         return std::hash<K>()(key_);
+      }
+   }
+
+private:
+   K key_;
+   void (N::*fn_)(const K&);
+};
+
+template <class N>
+class PendingScalar : public PendingNotification {
+public:
+   PendingScalar(const Entity* e, const char* attr, void (N::*fn)())
+       : PendingNotification(e, attr), fn_(fn) {}
+   void deliver() const override {
+      entity_->template norvDeliver<N>([this](N& n) { (n.*fn_)(); });
+   }
+   bool sameKeyAs(const PendingNotification& o) const override {
+      return dynamic_cast<const PendingScalar*>(&o) != nullptr;
+   }
+   size_t keyHash() const override { return 0; }
+
+private:
+   void (N::*fn_)();
+};
+
+// Holds the entity and the notifiee's reactor while a handler runs, so that a handler that
+// drops the last other reference cannot free either under the delivery loop.
+class DeliveryGuard {
+public:
+   DeliveryGuard(const NotifieeBase* n);
+   ~DeliveryGuard();
+
+private:
+   const Entity* held_ = nullptr;
+};
+
+} // namespace detail
+
+template <class N, class F>
+void Entity::norvDeliver(F&& call) const {
+   if (notifiees_.empty()) return;
+   const bool keep = references() > 0;
+   if (keep) norvRef();
+   ++delivering_;
+   // Notifiees added during delivery are not called for this change: they bound after it.
+   const size_t n = notifiees_.size();
+   for (size_t i = 0; i < n; ++i) {
+      NotifieeBase* nb = notifiees_[i];
+      if (!nb || !nb->norvDeliverable()) continue;
+      detail::DeliveryGuard guard(nb);
+      call(*static_cast<N*>(nb));
+   }
+   if (--delivering_ == 0 && holes_) compactNotifiees();
+   if (keep) norvUnref();
+}
+
+template <class N, class K>
+void Entity::norvNotifyKey(const char* attr, const K& key, void (N::*fn)(const K&)) const {
+   if (notifiees_.empty()) return;
+   if (detail::batchOpen()) {
+      detail::batchRecord(new detail::PendingKey<N, K>(this, attr, key, fn));
+      return;
+   }
+   norvDeliver<N>([&](N& n) { (n.*fn)(key); });
+}
+
+template <class N>
+void Entity::norvNotify(const char* attr, void (N::*fn)()) const {
+   if (notifiees_.empty()) return;
+   if (detail::batchOpen()) {
+      detail::batchRecord(new detail::PendingScalar<N>(this, attr, fn));
+      return;
+   }
+   norvDeliver<N>([&](N& n) { (n.*fn)(); });
+}
+
+} // namespace Norv

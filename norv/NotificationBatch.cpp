@@ -1,0 +1,82 @@
+#include "norv/NotificationBatch.h"
+
+#include <cstring>
+#include <list>
+#include <memory>
+#include <unordered_map>
+
+#include "norv/Entity.h"
+
+namespace Norv {
+
+namespace {
+
+struct BatchState {
+   unsigned depth = 0;
+   std::list<std::unique_ptr<detail::PendingNotification>> order;
+   std::unordered_multimap<size_t,
+                           std::list<std::unique_ptr<detail::PendingNotification>>::iterator>
+       index;
+};
+
+BatchState& state() {
+   static BatchState s;
+   return s;
+}
+
+size_t slotHash(const detail::PendingNotification& p) {
+   size_t h = std::hash<const void*>()(p.entity());
+   h ^= std::hash<std::string_view>()(p.attr()) + 0x9e3779b97f4a7c15ULL + (h << 6) + (h >> 2);
+   return h ^ (p.keyHash() * 0xff51afd7ed558ccdULL);
+}
+
+bool sameSlot(const detail::PendingNotification& a, const detail::PendingNotification& b) {
+   return a.entity() == b.entity() && std::strcmp(a.attr(), b.attr()) == 0 && a.sameKeyAs(b);
+}
+
+} // namespace
+
+namespace detail {
+
+bool batchOpen() {
+   return state().depth > 0;
+}
+
+void batchRecord(PendingNotification* raw) {
+   std::unique_ptr<PendingNotification> p(raw);
+   auto& s = state();
+   const size_t h = slotHash(*p);
+   auto [lo, hi] = s.index.equal_range(h);
+   for (auto it = lo; it != hi; ++it) {
+      if (sameSlot(**it->second, *p)) {
+         // A later change of the same key moves its single notification to the end.
+         s.order.erase(it->second);
+         s.index.erase(it);
+         break;
+      }
+   }
+   s.order.push_back(std::move(p));
+   s.index.emplace(h, std::prev(s.order.end()));
+}
+
+} // namespace detail
+
+NotificationBatch::NotificationBatch() {
+   ++state().depth;
+}
+
+NotificationBatch::~NotificationBatch() noexcept(false) {
+   auto& s = state();
+   if (--s.depth > 0) return;
+   auto order = std::move(s.order);
+   s.order.clear();
+   s.index.clear();
+   for (auto& p : order)
+      p->deliver();
+}
+
+size_t NotificationBatch::pending() {
+   return state().order.size();
+}
+
+} // namespace Norv

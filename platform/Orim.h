@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "norv/Value.h"
+#include "platform/IdValue.h"
+
+// Identifiers of the hardware-abstraction layer.
+namespace Orim {
+
+struct ChipIdTag {};
+using ChipId = Platform::IdValue<ChipIdTag, uint32_t>;
+
+struct StageIdTag {};
+using StageId = Platform::IdValue<StageIdTag, uint32_t>;
+
+struct ChipRuleListIdTag {};
+using ChipRuleListId = Platform::IdValue<ChipRuleListIdTag, uint32_t>;
+
+enum class AclDirection : uint8_t { in = 0, out = 1 };
+const char* norvEnumName(AclDirection d);
+
+// A rule list as the chip sees it: hardware ACL index, protocol type, table type, direction.
+class ChipRuleListIdKey {
+public:
+   ChipRuleListIdKey() = default;
+   ChipRuleListIdKey(uint32_t hwAclIndex, uint8_t protocolType, uint8_t tableType,
+                     AclDirection direction)
+       : hwAclIndex_(hwAclIndex), protocolType_(protocolType), tableType_(tableType),
+         direction_(direction) {}
+
+   uint32_t hwAclIndex() const { return hwAclIndex_; }
+   uint8_t protocolType() const { return protocolType_; }
+   uint8_t tableType() const { return tableType_; }
+   AclDirection direction() const { return direction_; }
+
+   auto operator<=>(const ChipRuleListIdKey&) const = default;
+   bool operator==(const ChipRuleListIdKey&) const = default;
+   size_t hash() const {
+      return (static_cast<size_t>(hwAclIndex_) << 24) ^ (size_t(protocolType_) << 16) ^
+             (size_t(tableType_) << 8) ^ size_t(direction_);
+   }
+   std::string text() const {
+      return Norv::valueText("Orim::ChipRuleListIdKey", Norv::field("hwAclIndex", hwAclIndex_),
+                             Norv::field("protocolType", protocolType_),
+                             Norv::field("tableType", tableType_),
+                             Norv::field("direction", direction_));
+   }
+
+private:
+   uint32_t hwAclIndex_ = 0;
+   uint8_t protocolType_ = 0;
+   uint8_t tableType_ = 0;
+   AclDirection direction_ = AclDirection::in;
+};
+
+} // namespace Orim

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "norv/Attributes.h"
+
+namespace XpSystem {
+
+// The chip-support layer's view of the system as a whole.
+class SystemStatus : public Norv::Entity {
+public:
+   NORV_ENTITY("XpSystem::SystemStatus")
+   class NotifieeConst : public Norv::NotifieeOf<SystemStatus> {
+   public:
+      using NotifieeOf::NotifieeOf;
+      NORV_ON(SystemReady)
+   };
+   explicit SystemStatus(const Norv::Name& name) : name_(name) {}
+   const Norv::Name& name() const { return name_; }
+   NORV_SCALAR(systemReady, SystemReady, bool)
+
+private:
+   Norv::Name name_;
+};
+
+Norv::Ptr<SystemStatus> systemStatusFactory(const Norv::Name& name);
+
+} // namespace XpSystem

@@ -1,0 +1,9 @@
+#include "platform/XpXdk.h"
+
+namespace XpXdk {
+
+Norv::Ptr<XpDeviceIdColl> xpDeviceIdCollFactory() {
+   return new XpDeviceIdColl();
+}
+
+} // namespace XpXdk

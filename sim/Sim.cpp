@@ -1,0 +1,166 @@
+#include "sim/Sim.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace Sim {
+
+namespace {
+
+std::vector<Module>& modules() {
+   static std::vector<Module> m;
+   return m;
+}
+
+std::vector<std::string> split(const std::string& line) {
+   std::vector<std::string> words;
+   std::istringstream in(line.substr(0, line.find('#')));
+   for (std::string w; in >> w;)
+      words.push_back(w);
+   return words;
+}
+
+} // namespace
+
+std::vector<Module> sortedModules() {
+   auto mods = modules();
+   std::stable_sort(mods.begin(), mods.end(),
+                    [](const Module& a, const Module& b) { return a.order < b.order; });
+   return mods;
+}
+
+ModuleRegistration::ModuleRegistration(Module m) {
+   modules().push_back(m);
+}
+
+std::string builtinScenario() {
+   std::string text;
+   for (const auto& m : sortedModules()) {
+      if (m.scenario) text += m.scenario;
+   }
+   return text;
+}
+
+const std::string& Args::word(size_t i, const char* what) const {
+   if (i >= words_.size()) throw Error(std::string("missing ") + what);
+   return words_[i];
+}
+
+uint64_t Args::number(size_t i, const char* what, uint64_t max) const {
+   const std::string& w = word(i, what);
+   errno = 0;
+   char* end = nullptr;
+   const int base = w.size() > 2 && w[0] == '0' && (w[1] == 'x' || w[1] == 'X') ? 16 : 10;
+   const unsigned long long v = std::strtoull(w.c_str(), &end, base);
+   if (w.empty() || w[0] == '-' || *end != '\0' || errno == ERANGE) {
+      throw Error(std::string("bad ") + what + " '" + w + "': not a number");
+   }
+   if (v > max) {
+      throw Error(std::string("bad ") + what + " '" + w + "': larger than " +
+                  std::to_string(max));
+   }
+   return v;
+}
+
+double Args::real(size_t i, const char* what) const {
+   const std::string& w = word(i, what);
+   char* end = nullptr;
+   errno = 0;
+   const double v = std::strtod(w.c_str(), &end);
+   if (w.empty() || *end != '\0' || errno == ERANGE) {
+      throw Error(std::string("bad ") + what + " '" + w + "': not a number");
+   }
+   return v;
+}
+
+bool Args::flag(size_t i, const char* what) const {
+   const std::string& w = word(i, what);
+   if (w == "true" || w == "on" || w == "1") return true;
+   if (w == "false" || w == "off" || w == "0") return false;
+   throw Error(std::string("bad ") + what + " '" + w + "': expected on or off");
+}
+
+void Args::atMost(size_t n) const {
+   if (words_.size() > n) throw Error("unexpected '" + words_[n] + "'");
+}
+
+Simulator::Simulator(std::ostream& out) : out_(out) {
+   for (const auto& m : sortedModules())
+      m.start(*this);
+}
+
+Simulator::~Simulator() {
+   world_.batch.reset();
+   world_.dropAll();
+}
+
+void Simulator::addCommand(Command c) {
+   commands_.push_back(std::move(c));
+}
+
+void Simulator::printHelp() {
+   for (const auto& c : commands_) {
+      std::string u = c.family + (c.verb.empty() ? "" : " " + c.verb);
+      if (!c.usage.empty()) u += " " + c.usage;
+      out_ << u;
+      if (u.size() < 40) out_ << std::string(40 - u.size(), ' ');
+      out_ << "  " << c.help << "\n";
+   }
+}
+
+void Simulator::runLine(const std::vector<std::string>& words) {
+   const std::string& family = words[0];
+   bool familyKnown = false;
+   for (const auto& c : commands_) {
+      if (c.family != family) continue;
+      familyKnown = true;
+      if (!c.verb.empty() && (words.size() < 2 || words[1] != c.verb)) continue;
+      const size_t skip = c.verb.empty() ? 1 : 2;
+      c.run(*this, Args(std::vector<std::string>(words.begin() + skip, words.end())));
+      return;
+   }
+   if (!familyKnown) throw Error("unknown command '" + family + "' (try 'help')");
+   if (words.size() < 2) throw Error("'" + family + "' needs a verb (try 'help')");
+   throw Error("unknown command '" + family + " " + words[1] + "' (try 'help')");
+}
+
+bool Simulator::runText(const std::string& source, const std::string& text, std::ostream& err) {
+   std::istringstream in(text);
+   std::string line;
+   int lineNo = 0;
+   while (std::getline(in, line)) {
+      ++lineNo;
+      const auto words = split(line);
+      if (words.empty()) continue;
+      try {
+         runLine(words);
+      } catch (const std::exception& e) {
+         // Scenario input is user input: report it and stop cleanly, never abort.
+         world_.batch.reset();
+         err << source << ":" << lineNo << ": " << e.what() << "\n";
+         return false;
+      }
+   }
+   if (world_.batch) {
+      err << source << ":" << lineNo << ": 'batch' without 'end'\n";
+      world_.batch.reset();
+      return false;
+   }
+   return true;
+}
+
+bool Simulator::runFile(const std::string& path, std::ostream& err) {
+   std::ifstream in(path);
+   if (!in) {
+      err << path << ":0: cannot open scenario file\n";
+      return false;
+   }
+   std::stringstream ss;
+   ss << in.rdbuf();
+   return runText(path, ss.str(), err);
+}
+
+} // namespace Sim

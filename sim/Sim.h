@@ -1,0 +1,91 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "sim/SimWorld.h"
+
+namespace Sim {
+
+// A scenario error: reported as "file:line: message", and the run stops with a non-zero exit.
+class Error : public std::runtime_error {
+public:
+   explicit Error(const std::string& what) : std::runtime_error(what) {}
+};
+
+// The words of one command line, with checked conversions that name what was expected.
+class Args {
+public:
+   explicit Args(std::vector<std::string> words) : words_(std::move(words)) {}
+   size_t size() const { return words_.size(); }
+   const std::string& word(size_t i, const char* what) const;
+   bool has(size_t i) const { return i < words_.size(); }
+   // An unsigned number (decimal or 0x hex) no larger than `max`.
+   uint64_t number(size_t i, const char* what, uint64_t max) const;
+   double real(size_t i, const char* what) const;
+   bool flag(size_t i, const char* what) const; // true/false, on/off, 1/0
+   // Rejects words beyond `n`.
+   void atMost(size_t n) const;
+
+private:
+   std::vector<std::string> words_;
+};
+
+class Simulator;
+
+struct Command {
+   std::string family; // first word
+   std::string verb;   // second word, empty when the family takes none
+   std::string usage;
+   std::string help;
+   std::function<void(Simulator&, const Args&)> run;
+};
+
+// A part of the simulated agent: creates its top-level objects at start-up and adds its
+// commands. Modules start in ascending `order`, the agent's start-up order.
+struct Module {
+   const char* name;
+   int order;
+   void (*start)(Simulator&);
+   // This module's part of the built-in scenario; the parts are played in module order.
+   const char* scenario;
+};
+
+// Registers a module at load time.
+struct ModuleRegistration {
+   explicit ModuleRegistration(Module m);
+};
+
+class Simulator {
+public:
+   explicit Simulator(std::ostream& out);
+   ~Simulator();
+
+   std::ostream& out() { return out_; }
+   SimWorld& world() { return world_; }
+   void addCommand(Command c);
+
+   // Plays a scenario; returns false after reporting the first error on `err`.
+   bool runText(const std::string& source, const std::string& text, std::ostream& err);
+   bool runFile(const std::string& path, std::ostream& err);
+
+   void printHelp();
+   const std::vector<Command>& commands() const { return commands_; }
+
+private:
+   void runLine(const std::vector<std::string>& words);
+   std::ostream& out_;
+   SimWorld world_;
+   std::vector<Command> commands_;
+   int batchDepth_ = 0;
+};
+
+// The scenario played when the simulator is given none.
+std::string builtinScenario();
+
+} // namespace Sim

@@ -1,0 +1,6 @@
+#include "xdk/xpAclPl.h"
+
+xpAclPl* xpAclPl::instance() {
+   static xpAclPl pl;
+   return &pl;
+}

@@ -1,0 +1,6 @@
+#include "xdk/xpAcmPl.h"
+
+xpAcmPl* xpAcmPl::instance() {
+   static xpAcmPl pl;
+   return &pl;
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "xdk/xpDeviceProfile.h"
+#include "xdk/xpStatus.h"
+#include "xdk/xpTypes.h"
+
+#include <array>
+#include <optional>
+#include <vector>
+
+// The devices in the model. Adding a device hands its profile to every manager of every
+// platform layer; all of them take it or none does.
+class xpDeviceMgr {
+public:
+   static xpDeviceMgr* instance();
+
+   XP_STATUS addDevice(xpsDevice_t devId, const xpDeviceProfile& profile = {});
+   XP_STATUS removeDevice(xpsDevice_t devId);
+   bool isAdded(xpsDevice_t devId) const;
+   // nullptr if the device is not added.
+   const xpDeviceProfile* profile(xpsDevice_t devId) const;
+   // The added devices, in increasing order.
+   std::vector<xpsDevice_t> devices() const;
+   // Removes every device.
+   void reset();
+
+private:
+   xpDeviceMgr() = default;
+
+   std::array<std::optional<xpDeviceProfile>, XP_MAX_DEVICES> profiles_;
+};

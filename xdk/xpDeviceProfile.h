@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+
+// The table sizes of one device. Each table the model carries adds its own field here, with the
+// size the chip has by default, so that a plain xpDeviceProfile{} describes a full-size device
+// and a test shrinks only the tables it cares about.
+struct xpDeviceProfile {
+   uint32_t l4PortEntries = 65536; // per L4 port table (source, destination)
+   uint32_t ipXformEntries = 4096; // per IP transform table (one per direction)
+   uint32_t mgTableEntries = 8192; // per way of each stage's mask-group table
+   bool operator==(const xpDeviceProfile&) const = default;
+};

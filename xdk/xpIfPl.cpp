@@ -1,0 +1,6 @@
+#include "xdk/xpIfPl.h"
+
+xpIfPl* xpIfPl::instance() {
+   static xpIfPl pl;
+   return &pl;
+}

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "xdk/xpDeviceProfile.h"
+#include "xdk/xpPrimitiveMgr.h"
+#include "xdk/xpStatus.h"
+#include "xdk/xpTypes.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+
+class xpDeviceMgr;
+
+// A platform layer: the managers of one family of tables, by primitive id. Each layer is a
+// singleton of its own class (xpAclPl, xpAcmPl, xpIfPl).
+class xpPlBase {
+public:
+   xpPlBase(const xpPlBase&) = delete;
+   xpPlBase& operator=(const xpPlBase&) = delete;
+   virtual ~xpPlBase();
+
+   const char* name() const { return name_; }
+
+   // nullptr if no manager has that id.
+   xpPrimitiveMgr* getPrimitiveMgr(uint32_t id) const;
+
+   // nullptr if no manager has that id or it is not an M.
+   template <class M>
+   M* getMgr(uint32_t id) const {
+      return dynamic_cast<M*>(getPrimitiveMgr(id));
+   }
+
+   // Takes the manager over and tells it of every device already in the model. Id 0 or a null
+   // manager is an invalid argument; an id in use keeps its manager and the new one is dropped.
+   XP_STATUS addMgr(uint32_t id, std::unique_ptr<xpPrimitiveMgr> mgr);
+   // XP_ERR_KEY_NOT_FOUND if no manager has that id.
+   XP_STATUS removeMgr(uint32_t id);
+   size_t numOfMgrs() const { return mgrs_.size(); }
+   // Drops every manager.
+   void reset();
+
+protected:
+   explicit xpPlBase(const char* name) : name_(name) {}
+
+private:
+   friend class xpDeviceMgr;
+
+   // All managers or none take the device.
+   XP_STATUS addDevice(xpsDevice_t devId, const xpDeviceProfile& profile);
+   void removeDevice(xpsDevice_t devId);
+
+   const char* name_;
+   std::map<uint32_t, std::unique_ptr<xpPrimitiveMgr>> mgrs_;
+};

@@ -1,0 +1,6 @@
+#pragma once
+
+// Returns the model to its state at start: no device, no manager in any platform layer, an
+// empty log. Primitive ids already handed out stay valid, so a manager class can be registered
+// again under its ids. For tests, which share one process.
+void xpSdkReset();
