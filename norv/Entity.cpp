@@ -40,9 +40,10 @@ void Entity::compactNotifiees() const {
 }
 
 NotifieeBase::NotifieeBase(Reactor* reactor, Ptr<const Entity> notifier)
-    : reactor_(reactor), notifier_(std::move(notifier)) {
+    : reactor_(reactor), reactorCounted_(reactor), notifier_(std::move(notifier)) {
    if (reactor_) reactor_->norvAddNotifiee(this);
    if (notifier_) notifier_->norvAttach(this);
+   norvRefresh();
 }
 
 NotifieeBase::~NotifieeBase() {
@@ -50,9 +51,9 @@ NotifieeBase::~NotifieeBase() {
    if (reactor_) reactor_->norvRemoveNotifiee(this);
 }
 
-bool NotifieeBase::norvDeliverable() const {
-   if (!active_) return false;
-   return !reactor_ || (!reactor_->norvZombie() && reactor_->hasNotificationActive());
+void NotifieeBase::norvRefresh() {
+   deliverable_ =
+      active_ && (!reactor_ || (!reactor_->norvZombie() && reactor_->hasNotificationActive()));
 }
 
 void NotifieeBase::rebind(Ptr<const Entity> notifier) {
@@ -65,7 +66,7 @@ void NotifieeBase::rebind(Ptr<const Entity> notifier) {
 }
 
 void NotifieeBase::norvImmediateAll() {
-   detail::DeliveryGuard guard(this);
+   detail::Hold reactor(reactorCounted_);
    for (auto hook : immediates_) {
       if (!notifier_ || !norvDeliverable()) return;
       hook(this);
@@ -74,20 +75,14 @@ void NotifieeBase::norvImmediateAll() {
 
 namespace detail {
 
-DeliveryGuard::DeliveryGuard(const NotifieeBase* n) {
-   const Reactor* r = n->reactor();
-   // A reactor still under construction has no owner yet; holding it would free it.
-   if (r && r->references() > 0) {
-      held_ = r;
-      held_->norvRef();
-   }
-}
 
-DeliveryGuard::~DeliveryGuard() {
-   if (held_) held_->norvUnref();
-}
 
 } // namespace detail
+
+void Reactor::norvMarkedForDeletionIs(bool v) {
+   Entity::norvMarkedForDeletionIs(v);
+   for (auto* n : notifiees_) n->norvRefresh();
+}
 
 void Reactor::hasNotificationActiveIs(bool v) {
    if (v == notificationActive_) return;

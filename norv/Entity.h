@@ -12,8 +12,9 @@ class NotifieeBase;
 class Reactor;
 
 namespace detail {
-// Deferred delivery for an open NotificationBatch (NotificationBatch.cpp).
-bool batchOpen();
+// Depth of open NotificationBatch scopes; read on every notification, so kept inline.
+inline unsigned batchDepth = 0;
+inline bool batchOpen() { return batchDepth > 0; }
 } // namespace detail
 
 // An entity: a counted object with a run-time type, typed attributes and notifiees that are
@@ -66,10 +67,17 @@ public:
    virtual ~NotifieeBase();
 
    Reactor* reactor() const { return reactor_; }
+   const RefCounted* norvReactorCounted() const { return reactorCounted_; }
    bool notificationActive() const { return active_; }
-   void notificationActiveIs(bool v) { active_ = v; }
-   // True when a notification may reach this notifiee now.
-   bool norvDeliverable() const;
+   void notificationActiveIs(bool v) {
+      active_ = v;
+      norvRefresh();
+   }
+   // True when a notification may reach this notifiee now: switched on, and its reactor (if
+   // any) neither a zombie nor switched off. Cached, because it is read on every delivery.
+   bool norvDeliverable() const { return deliverable_; }
+   // Recomputes the cached state after the notifiee or its reactor changed.
+   void norvRefresh();
 
    // Calls every whole-attribute (immediate) notification of the notifier type.
    void norvImmediateAll();
@@ -83,8 +91,10 @@ protected:
 
 private:
    Reactor* reactor_;
+   const RefCounted* reactorCounted_;
    Ptr<const Entity> notifier_;
    bool active_ = true;
+   bool deliverable_ = true;
    std::vector<void (*)(NotifieeBase*)> immediates_;
 };
 
@@ -171,35 +181,43 @@ private:
    void (N::*fn_)();
 };
 
-// Holds the entity and the notifiee's reactor while a handler runs, so that a handler that
-// drops the last other reference cannot free either under the delivery loop.
-class DeliveryGuard {
+// Holds a counted reference for the length of a scope, unless the object is still under
+// construction (no reference yet), where taking one would free it on release.
+class Hold {
 public:
-   DeliveryGuard(const NotifieeBase* n);
-   ~DeliveryGuard();
+   explicit Hold(const RefCounted* o) : held_(o && o->references() > 0 ? o : nullptr) {
+      if (held_) held_->norvRef();
+   }
+   ~Hold() {
+      if (held_) held_->norvUnref();
+   }
+   Hold(const Hold&) = delete;
+   Hold& operator=(const Hold&) = delete;
 
 private:
-   const Entity* held_ = nullptr;
+   const RefCounted* held_;
 };
+
+
 
 } // namespace detail
 
 template <class N, class F>
 void Entity::norvDeliver(F&& call) const {
-   if (notifiees_.empty()) return;
-   const bool keep = references() > 0;
-   if (keep) norvRef();
-   ++delivering_;
    // Notifiees added during delivery are not called for this change: they bound after it.
    const size_t n = notifiees_.size();
+   if (n == 0) return;
+   detail::Hold self(this);
+   ++delivering_;
    for (size_t i = 0; i < n; ++i) {
       NotifieeBase* nb = notifiees_[i];
       if (!nb || !nb->norvDeliverable()) continue;
-      detail::DeliveryGuard guard(nb);
+      // The reactor stays alive while its handler runs, even if the handler drops the last
+      // other reference to it.
+      detail::Hold reactor(nb->norvReactorCounted());
       call(*static_cast<N*>(nb));
    }
    if (--delivering_ == 0 && holes_) compactNotifiees();
-   if (keep) norvUnref();
 }
 
 template <class N, class K>

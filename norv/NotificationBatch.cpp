@@ -12,7 +12,6 @@ namespace Norv {
 namespace {
 
 struct BatchState {
-   unsigned depth = 0;
    std::list<std::unique_ptr<detail::PendingNotification>> order;
    std::unordered_multimap<size_t,
                            std::list<std::unique_ptr<detail::PendingNotification>>::iterator>
@@ -38,10 +37,6 @@ bool sameSlot(const detail::PendingNotification& a, const detail::PendingNotific
 
 namespace detail {
 
-bool batchOpen() {
-   return state().depth > 0;
-}
-
 void batchRecord(PendingNotification* raw) {
    std::unique_ptr<PendingNotification> p(raw);
    auto& s = state();
@@ -62,12 +57,12 @@ void batchRecord(PendingNotification* raw) {
 } // namespace detail
 
 NotificationBatch::NotificationBatch() {
-   ++state().depth;
+   ++detail::batchDepth;
 }
 
 NotificationBatch::~NotificationBatch() noexcept(false) {
    auto& s = state();
-   if (--s.depth > 0) return;
+   if (--detail::batchDepth > 0) return;
    auto order = std::move(s.order);
    s.order.clear();
    s.index.clear();

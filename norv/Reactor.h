@@ -27,6 +27,7 @@ public:
    // Undoes what this reactor wrote to the chip; its parent calls it before removing it.
    virtual void doCleanup() {}
 
+   void norvMarkedForDeletionIs(bool v) override;
    bool hasNotificationActive() const { return notificationActive_; }
    void hasNotificationActiveIs(bool v);
    void norvDoZombieReactors(bool v);
