@@ -36,15 +36,24 @@ std::vector<uint32_t> makeKeys(size_t n, Keys kind) {
    return keys;
 }
 
-void put(NorvMap& m, uint32_t k, uint32_t v) { m.insert(k, v); }
-void put(StdMap& m, uint32_t k, uint32_t v) { m.emplace(k, v); }
-uint32_t get(const NorvMap& m, uint32_t k) { return *m.find(k); }
-uint32_t get(const StdMap& m, uint32_t k) { return m.find(k)->second; }
+void put(NorvMap& m, uint32_t k, uint32_t v) {
+   m.insert(k, v);
+}
+void put(StdMap& m, uint32_t k, uint32_t v) {
+   m.emplace(k, v);
+}
+uint32_t get(const NorvMap& m, uint32_t k) {
+   return *m.find(k);
+}
+uint32_t get(const StdMap& m, uint32_t k) {
+   return m.find(k)->second;
+}
 
 template <class Map>
 Map build(const std::vector<uint32_t>& keys) {
    Map m;
-   for (uint32_t k : keys) put(m, k, k + 1);
+   for (uint32_t k : keys)
+      put(m, k, k + 1);
    return m;
 }
 
@@ -59,7 +68,8 @@ void insert(benchmark::State& state, const std::vector<uint32_t>& keys) {
    for (auto _ : state) {
       Map m;
       const auto t0 = Clock::now();
-      for (uint32_t k : keys) put(m, k, k);
+      for (uint32_t k : keys)
+         put(m, k, k);
       state.SetIterationTime(seconds(t0));
       benchmark::DoNotOptimize(m);
    }
@@ -72,7 +82,8 @@ void find(benchmark::State& state, const std::vector<uint32_t>& keys) {
    for (auto _ : state) {
       const auto t0 = Clock::now();
       uint32_t sum = 0;
-      for (uint32_t k : keys) sum += get(m, k);
+      for (uint32_t k : keys)
+         sum += get(m, k);
       benchmark::DoNotOptimize(sum);
       state.SetIterationTime(seconds(t0));
    }
@@ -84,7 +95,8 @@ void erase(benchmark::State& state, const std::vector<uint32_t>& keys) {
    for (auto _ : state) {
       Map m = build<Map>(keys);
       const auto t0 = Clock::now();
-      for (uint32_t k : keys) m.erase(k);
+      for (uint32_t k : keys)
+         m.erase(k);
       state.SetIterationTime(seconds(t0));
       benchmark::DoNotOptimize(m);
    }
@@ -96,7 +108,8 @@ void iterate(benchmark::State& state, const std::vector<uint32_t>& keys) {
    for (auto _ : state) {
       const auto t0 = Clock::now();
       uint32_t sum = 0;
-      for (auto&& [k, v] : m) sum += k ^ v;
+      for (auto&& [k, v] : m)
+         sum += k ^ v;
       benchmark::DoNotOptimize(sum);
       state.SetIterationTime(seconds(t0));
    }
@@ -104,7 +117,9 @@ void iterate(benchmark::State& state, const std::vector<uint32_t>& keys) {
 
 using Case = void (*)(benchmark::State&, const std::vector<uint32_t>&);
 
-double minimum(const std::vector<double>& v) { return *std::min_element(v.begin(), v.end()); }
+double minimum(const std::vector<double>& v) {
+   return *std::min_element(v.begin(), v.end());
+}
 
 void registerCase(const std::string& name, Case norv, Case std, Keys kind) {
    for (size_t n : {size_t{1} << 10, size_t{1} << 16, size_t{1} << 20}) {
@@ -129,8 +144,8 @@ void registerCase(const std::string& name, Case norv, Case std, Keys kind) {
 }
 
 const bool registered = [] {
-   for (auto [kind, label] : {std::pair{Keys::Random, "random"},
-                              std::pair{Keys::Sequential, "sequential"}}) {
+   for (auto [kind, label] :
+        {std::pair{Keys::Random, "random"}, std::pair{Keys::Sequential, "sequential"}}) {
       const std::string keys = label;
       registerCase("insert/" + keys, insert<NorvMap>, insert<StdMap>, kind);
       registerCase("find/" + keys, find<NorvMap>, find<StdMap>, kind);

@@ -53,7 +53,7 @@ NotifieeBase::~NotifieeBase() {
 
 void NotifieeBase::norvRefresh() {
    deliverable_ =
-      active_ && (!reactor_ || (!reactor_->norvZombie() && reactor_->hasNotificationActive()));
+       active_ && (!reactor_ || (!reactor_->norvZombie() && reactor_->hasNotificationActive()));
 }
 
 void NotifieeBase::rebind(Ptr<const Entity> notifier) {
@@ -73,15 +73,12 @@ void NotifieeBase::norvImmediateAll() {
    }
 }
 
-namespace detail {
-
-
-
-} // namespace detail
+namespace detail {} // namespace detail
 
 void Reactor::norvMarkedForDeletionIs(bool v) {
    Entity::norvMarkedForDeletionIs(v);
-   for (auto* n : notifiees_) n->norvRefresh();
+   for (auto* n : notifiees_)
+      n->norvRefresh();
 }
 
 void Reactor::hasNotificationActiveIs(bool v) {

@@ -14,7 +14,9 @@ class Reactor;
 namespace detail {
 // Depth of open NotificationBatch scopes; read on every notification, so kept inline.
 inline unsigned batchDepth = 0;
-inline bool batchOpen() { return batchDepth > 0; }
+inline bool batchOpen() {
+   return batchDepth > 0;
+}
 } // namespace detail
 
 // An entity: a counted object with a run-time type, typed attributes and notifiees that are
@@ -197,8 +199,6 @@ public:
 private:
    const RefCounted* held_;
 };
-
-
 
 } // namespace detail
 

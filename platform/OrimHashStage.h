@@ -10,7 +10,7 @@ namespace Orim {
 // The shape of one stage's hashed rule table as the hardware declares it to the layer that
 // places rules: key width, number of ways, index bits per way and entries per bucket.
 class HashStageDescriptor : public Norv::Entity {
- public:
+public:
    NORV_ENTITY("Orim::HashStageDescriptor")
    HashStageDescriptor(const StageId& stageId, uint8_t keyLength, uint8_t numWays,
                        uint8_t indexBits, uint8_t bucketDepth)
@@ -23,7 +23,7 @@ class HashStageDescriptor : public Norv::Entity {
    uint8_t indexBits() const { return indexBits_; }
    uint8_t bucketDepth() const { return bucketDepth_; }
 
- private:
+private:
    StageId stageId_;
    uint8_t keyLength_;
    uint8_t numWays_;

@@ -11,10 +11,10 @@ namespace Orim {
 // What one chip's hardware offers: the hash table of each stage, the IP mask lengths the
 // lookups can match on, and the largest rule priority the entries can hold.
 class ChipHwCapability : public Norv::Entity {
- public:
+public:
    NORV_ENTITY("Orim::ChipHwCapability")
    class NotifieeConst : public Norv::NotifieeOf<ChipHwCapability> {
-    public:
+   public:
       using NotifieeOf::NotifieeOf;
       NORV_ON_KEY(StageHashTableDescriptor, StageId)
       NORV_ON_KEY(SrcIpV4MaskLength, uint8_t)
@@ -30,14 +30,14 @@ class ChipHwCapability : public Norv::Entity {
 
    NORV_VALUE_COLL(stageHashTableDescriptor, StageHashTableDescriptor, StageId,
                    Norv::Ptr<HashStageDescriptor>, Norv::RbTreeMap)
- public:
+public:
    // Declares the stage's table anew and returns its descriptor.
    Norv::Ptr<HashStageDescriptor> stageHashTableDescriptorIs(const StageId& stageId,
                                                              uint8_t keyLength, uint8_t numWays,
                                                              uint8_t indexBits,
                                                              uint8_t bucketDepth) {
       Norv::Ptr<HashStageDescriptor> d =
-         new HashStageDescriptor(stageId, keyLength, numWays, indexBits, bucketDepth);
+          new HashStageDescriptor(stageId, keyLength, numWays, indexBits, bucketDepth);
       stageHashTableDescriptorIs(stageId, d);
       return d;
    }
@@ -48,16 +48,16 @@ class ChipHwCapability : public Norv::Entity {
    NORV_VALUE_COLL(dstIpV6MaskLength, DstIpV6MaskLength, uint8_t, bool, Norv::HashMap)
    NORV_SCALAR(priorityFieldMaxCount, PriorityFieldMaxCount, uint16_t)
 
- private:
+private:
    ChipId chipId_;
 };
 
 // What the hardware offers to the abstraction layer, per chip.
 class HwCapabilityColl : public Norv::Entity {
- public:
+public:
    NORV_ENTITY("Orim::HwCapabilityColl")
    class NotifieeConst : public Norv::NotifieeOf<HwCapabilityColl> {
-    public:
+   public:
       using NotifieeOf::NotifieeOf;
       NORV_ON_KEY(ChipHwCapability, ChipId)
    };
@@ -65,7 +65,7 @@ class HwCapabilityColl : public Norv::Entity {
    const Norv::Name& name() const { return name_; }
    NORV_ENTITY_COLL(chipHwCapability, ChipHwCapability, ChipId, ChipHwCapability, Norv::HashMap)
 
- private:
+private:
    Norv::Name name_;
 };
 

@@ -16,7 +16,8 @@ using Map = Norv::HashMap<uint32_t, int>;
 template <class M>
 auto keysOf(const M& m) {
    std::vector<std::remove_cvref_t<decltype(m.begin().key())>> keys;
-   for (auto&& [k, v] : m) keys.push_back(k);
+   for (auto&& [k, v] : m)
+      keys.push_back(k);
    return keys;
 }
 
@@ -59,30 +60,38 @@ TEST(Hash, KeyKinds) {
 
 TEST(HashMap, IterationFollowsMirroredHash) {
    Map m;
-   for (uint32_t k : {3u, 1u, 0u, 2u}) m.insert(k, 0);
+   for (uint32_t k : {3u, 1u, 0u, 2u})
+      m.insert(k, 0);
    EXPECT_EQ(keysOf(m), (std::vector<uint32_t>{0, 2, 1, 3}));
 
    // The order holds before and after the table grows, whatever the insertion order.
    std::mt19937 rng(1);
    std::vector<uint32_t> keys;
-   for (int i = 0; i < 5; ++i) keys.push_back(rng());
+   for (int i = 0; i < 5; ++i)
+      keys.push_back(rng());
    Map big;
-   for (uint32_t k : keys) big.insert(k, 0);
+   for (uint32_t k : keys)
+      big.insert(k, 0);
    EXPECT_EQ(keysOf(big), hashOrder(keys));
-   for (int i = 0; i < 3000; ++i) keys.push_back(i % 2 ? rng() : i);
-   for (uint32_t k : keys) big.insert(k, 0);
+   for (int i = 0; i < 3000; ++i)
+      keys.push_back(i % 2 ? rng() : i);
+   for (uint32_t k : keys)
+      big.insert(k, 0);
    std::sort(keys.begin(), keys.end());
    keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
    EXPECT_EQ(keysOf(big), hashOrder(keys));
    std::shuffle(keys.begin(), keys.end(), rng);
    Map shuffled;
-   for (uint32_t k : keys) shuffled.insert(k, 0);
+   for (uint32_t k : keys)
+      shuffled.insert(k, 0);
    EXPECT_EQ(keysOf(shuffled), keysOf(big));
 
    Map large; // big enough for the walk to fetch ahead of itself
    std::vector<uint32_t> many;
-   for (uint32_t k = 0; k < 70000; ++k) many.push_back(k * 5);
-   for (uint32_t k : many) large.insert(k, 0);
+   for (uint32_t k = 0; k < 70000; ++k)
+      many.push_back(k * 5);
+   for (uint32_t k : many)
+      large.insert(k, 0);
    EXPECT_EQ(keysOf(large), hashOrder(many));
 }
 
@@ -100,7 +109,8 @@ TEST(HashMap, InsertFindErase) {
    EXPECT_EQ(*q, 10);
    EXPECT_EQ(m[2], 0);
    m[2] = 20;
-   for (uint32_t k = 100; k < 1100; ++k) m.insert(k, 0); // values stay put while it grows
+   for (uint32_t k = 100; k < 1100; ++k)
+      m.insert(k, 0); // values stay put while it grows
    EXPECT_EQ(m.find(1), p);
    EXPECT_EQ(*m.find(2), 20);
    EXPECT_TRUE(m.contains(1099));
@@ -118,7 +128,8 @@ TEST(HashMap, InsertFindErase) {
 
 TEST(HashMap, IteratorSurvivesErasureOfItsMember) {
    Map m;
-   for (uint32_t k = 0; k < 8; ++k) m.insert(k, static_cast<int>(k) * 10);
+   for (uint32_t k = 0; k < 8; ++k)
+      m.insert(k, static_cast<int>(k) * 10);
    // Order: 0 4 2 6 1 5 3 7.
    auto it = m.iteratorAt(2);
    EXPECT_TRUE(m.erase(2));
@@ -145,13 +156,16 @@ TEST(HashMap, IteratorSurvivesErasureOfItsMember) {
 
 TEST(HashMap, IteratorMovesOnAfterErasureWithTheTableChanged) {
    Map m;
-   for (uint32_t k = 0; k < 4; ++k) m.insert(k, 0);
+   for (uint32_t k = 0; k < 4; ++k)
+      m.insert(k, 0);
    auto it = m.iteratorAt(2); // order 0 2 1 3
    m.erase(2);
    m.erase(1);
-   for (uint32_t k = 4; k < 100; ++k) m.insert(k, 0); // grows, and 6, 10, ... land after 2
+   for (uint32_t k = 4; k < 100; ++k)
+      m.insert(k, 0); // grows, and 6, 10, ... land after 2
    std::vector<uint32_t> rest;
-   for (++it; it; ++it) rest.push_back(it.key());
+   for (++it; it; ++it)
+      rest.push_back(it.key());
    auto all = keysOf(m);
    auto from = std::find_if(all.begin(), all.end(), [](uint32_t k) {
       return Norv::reverseBits(k) > Norv::reverseBits(2);
@@ -161,7 +175,8 @@ TEST(HashMap, IteratorMovesOnAfterErasureWithTheTableChanged) {
 
 TEST(HashMap, ClearWhileIterating) {
    Map m;
-   for (uint32_t k = 0; k < 10; ++k) m.insert(k, 1);
+   for (uint32_t k = 0; k < 10; ++k)
+      m.insert(k, 1);
    auto it = m.begin();
    ++it;
    auto other = it;
@@ -179,7 +194,8 @@ TEST(HashMap, ClearWhileIterating) {
 TEST(HashMap, EraseEverythingWhileWalking) {
    for (int pattern = 0; pattern < 3; ++pattern) {
       Map m;
-      for (uint32_t k = 0; k < 200; ++k) m.insert(k * 7, 0);
+      for (uint32_t k = 0; k < 200; ++k)
+         m.insert(k * 7, 0);
       const auto expected = keysOf(m);
       std::vector<uint32_t> seen;
       for (auto it = m.begin(); it; ++it) {
@@ -188,7 +204,8 @@ TEST(HashMap, EraseEverythingWhileWalking) {
          if (pattern == 1) m.erase(it);
          if (pattern == 2) {
             // erase the rest ahead of the walk, then itself
-            for (auto ahead = it; ahead; ++ahead) m.erase(ahead.key());
+            for (auto ahead = it; ahead; ++ahead)
+               m.erase(ahead.key());
          }
       }
       EXPECT_TRUE(m.empty());
@@ -198,7 +215,8 @@ TEST(HashMap, EraseEverythingWhileWalking) {
 
 TEST(HashMap, InsertDuringWalkIsSeenOnlyAhead) {
    Map m;
-   for (uint32_t k = 0; k < 64; k += 2) m.insert(k, 0);
+   for (uint32_t k = 0; k < 64; k += 2)
+      m.insert(k, 0);
    std::vector<uint32_t> seen;
    for (auto it = m.begin(); it; ++it) { // grows from 32 to 65 members on the way
       seen.push_back(it.key());
@@ -225,7 +243,8 @@ TEST(HashMap, IteratorsOutliveOrFollowTheMap) {
    EXPECT_EQ(kept.value(), 50);
 
    Map a;
-   for (uint32_t k = 0; k < 4; ++k) a.insert(k, 0);
+   for (uint32_t k = 0; k < 4; ++k)
+      a.insert(k, 0);
    auto it = a.begin();
    Map b(std::move(a));
    b.erase(0); // reaches the iterator through the map that now holds its member
@@ -240,8 +259,10 @@ TEST(HashMap, IteratorsOutliveOrFollowTheMap) {
 
 TEST(HashMap, CopiesAndEquality) {
    Map a, b;
-   for (uint32_t k = 0; k < 300; ++k) a.insert(k * 13, static_cast<int>(k));
-   for (uint32_t k = 300; k-- > 0;) b.insert(k * 13, static_cast<int>(k));
+   for (uint32_t k = 0; k < 300; ++k)
+      a.insert(k * 13, static_cast<int>(k));
+   for (uint32_t k = 300; k-- > 0;)
+      b.insert(k * 13, static_cast<int>(k));
    EXPECT_EQ(a, b);
    EXPECT_EQ(keysOf(a), keysOf(b));
    Map c = a;
@@ -265,8 +286,10 @@ TEST(HashMap, CopiesAndEquality) {
 TEST(HashMap, StringKeys) {
    Norv::HashMap<std::string, int> m;
    std::vector<std::string> keys;
-   for (int i = 0; i < 500; ++i) keys.push_back("port-" + std::to_string(i));
-   for (size_t i = 0; i < keys.size(); ++i) m.insert(keys[i], static_cast<int>(i));
+   for (int i = 0; i < 500; ++i)
+      keys.push_back("port-" + std::to_string(i));
+   for (size_t i = 0; i < keys.size(); ++i)
+      m.insert(keys[i], static_cast<int>(i));
    EXPECT_EQ(keysOf(m), hashOrder(keys));
    EXPECT_EQ(*m.find("port-42"), 42);
    EXPECT_TRUE(m.erase("port-42"));
@@ -281,7 +304,8 @@ struct Clumsy {
 
 TEST(HashMap, CollidingKeysKeepInsertionOrder) {
    Norv::HashMap<int, int, Clumsy> original;
-   for (int k : {4, 3, 8, 1, 2}) original.insert(k, k);
+   for (int k : {4, 3, 8, 1, 2})
+      original.insert(k, k);
    auto m = original; // a copy carries the tie-breaking along
    EXPECT_EQ(keysOf(m), (std::vector<int>{4, 8, 2, 3, 1}));
    auto it = m.iteratorAt(8);
@@ -289,7 +313,8 @@ TEST(HashMap, CollidingKeysKeepInsertionOrder) {
    m.insert(6, 6); // colliders newer than the erased 8: ahead of the walk
    m.insert(8, 8);
    std::vector<int> rest;
-   for (++it; it; ++it) rest.push_back(it.key());
+   for (++it; it; ++it)
+      rest.push_back(it.key());
    EXPECT_EQ(rest, (std::vector<int>{2, 6, 8, 3, 1}));
    EXPECT_EQ(keysOf(m), (std::vector<int>{4, 2, 6, 8, 3, 1}));
 }
