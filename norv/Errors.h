@@ -17,4 +17,12 @@ public:
    explicit NameInUseError(const std::string& what) : std::runtime_error(what) {}
 };
 
+// A null handed to a mutator whose attribute may not be null. The trailing double quote is part
+// of the platform's message.
+[[noreturn]] inline void throwNullParameter(const std::string& parameter,
+                                            const std::string& attribute) {
+   throw RangeError("null " + parameter + " parameter to mutator for " + attribute +
+                    " not allowed\"");
+}
+
 } // namespace Norv

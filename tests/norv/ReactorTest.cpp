@@ -2,6 +2,8 @@
 
 #include "norv/Assert.h"
 #include "norv/Clock.h"
+#include "norv/NotificationBatch.h"
+#include "norv/RangeInt.h"
 #include "norv/Value.h"
 #include "tests/norv/TestEntities.h"
 
@@ -103,6 +105,73 @@ TEST(Reactors, ArmedReactorRunsOnEveryChangeAndRefusesDisarming) {
    EXPECT_DEATH(r->initializedIs(false), "Assertion `initialized\\(\\)' failed");
 }
 
+// The driver's armed-reactor shape: keyed handlers return while not initialised, and
+// handleInitialized walks every key, so nothing that arrived before arming is lost.
+class Mirror : public Norv::ArmedReactor {
+public:
+   NORV_ENTITY("NorvTest::Mirror")
+   class NorvTree : public Tree::NotifieeConst {
+   public:
+      NorvTree(Mirror* m, Norv::Ptr<const Tree> t) : NotifieeConst(m, t), m_(m) {}
+      void onValue(const uint32_t& k) override { m_->handleValue(k); }
+      void onValue() override { m_->handleValue(); }
+
+   private:
+      Mirror* m_;
+   };
+   explicit Mirror(Norv::Ptr<const Tree> t) : tree_(t), notifiee_(this, t) {}
+   void handleInitialized() override {
+      NORV_ASSERT(initialized());
+      handleValue();
+   }
+   void handleValue() {
+      for (auto it = tree_->valueColl().begin(); it; ++it)
+         handleValue(it.key());
+      for (auto it = copy.begin(); it; ++it)
+         handleValue(it.key()); // keys only we still hold
+   }
+   void handleValue(uint32_t k) {
+      if (!initialized()) return;
+      ++calls;
+      if (auto* v = tree_->valueColl().find(k)) {
+         copy[k] = *v;
+      } else {
+         copy.erase(k); // the key is gone: a removal
+      }
+   }
+   Norv::HashMap<uint32_t, int> copy;
+   int calls = 0;
+
+private:
+   Norv::Ptr<const Tree> tree_;
+   NorvTree notifiee_;
+};
+
+TEST(Reactors, NotificationsBeforeArmingArePickedUpByTheKeylessHandler) {
+   Norv::Ptr<Tree> t = new Tree();
+   t->valueIs(1, 10);
+   Norv::Ptr<Mirror> m = new Mirror(t);
+   t->valueIs(2, 20); // arrives before arming: ignored
+   EXPECT_EQ(m->calls, 0);
+   m->initializedIs(true);
+   EXPECT_EQ(m->copy.size(), 2u);
+   EXPECT_EQ(*m->copy.find(2), 20);
+   {
+      Norv::NotificationBatch batch; // the key is gone when its notification arrives
+      t->valueIs(3, 30);
+      t->valueDel(3);
+      t->valueDel(1);
+   }
+   EXPECT_FALSE(m->copy.contains(3));
+   EXPECT_FALSE(m->copy.contains(1));
+   EXPECT_TRUE(m->copy.contains(2));
+}
+
+struct SmallTag {
+   static constexpr const char* rangeError = "Small::value < 2 or > 5 not allowed";
+};
+using Small = Norv::RangeInt<SmallTag, uint8_t, 2, 5>;
+
 TEST(Errors, NullValidPtrAndRangeChecks) {
    Norv::Ptr<Leaf> none;
    try {
@@ -111,6 +180,19 @@ TEST(Errors, NullValidPtrAndRangeChecks) {
    } catch (const Norv::RangeError& e) {
       EXPECT_STREQ(e.what(), "null ValidPtr");
    }
+   try {
+      Norv::throwNullParameter("_chipPortRangeConfig",
+                               "XpAcl::L4PortXformSm::chipPortRangeConfig");
+   } catch (const Norv::RangeError& e) {
+      EXPECT_STREQ(e.what(), "null _chipPortRangeConfig parameter to mutator for "
+                             "XpAcl::L4PortXformSm::chipPortRangeConfig not allowed\"");
+   }
+   EXPECT_EQ(Small(5).value(), 5);
+   EXPECT_THROW(Small(6), Norv::RangeError);
+   EXPECT_THROW(Small(1), Norv::RangeError);
+   Small s(3);
+   EXPECT_THROW(s.valueIs(0), Norv::RangeError);
+   EXPECT_EQ(s.value(), 3); // a refused value leaves the old one
 }
 
 TEST(Errors, AssertionNamesExpressionFileAndFunction) {

@@ -1,0 +1,282 @@
+// Stages and SE profiles in the simulator: the per-device profile stage info and hardware
+// capability the agent publishes, the stage and SE-profile managers, the SE-profile requests of
+// rule lists, and dumps of what the managers publish.
+#include <algorithm>
+#include <vector>
+
+#include "sim/Sim.h"
+#include "xpacl/model/XpAaclDefaultProfileStageInfo.h"
+#include "xpacl/stage/XpAclLdeSeProfileMgrSm.h"
+#include "xpacl/stage/XpAclOrimStageMgrSm.h"
+
+namespace Sim {
+
+namespace {
+
+using namespace XpAcl;
+
+constexpr uint64_t kMaxChip = 63;
+constexpr uint64_t kMaxId = 0xffffffff;
+constexpr uint64_t kMaxMaskLength = 255;
+// The chip's rule priority field is 13 bits wide.
+constexpr uint16_t kPriorityFieldMaxCount = 0x1fff;
+
+// The agent's side of a device's arrival: the device's pipeline profile (the default one) and
+// its chip's hardware capability exist from the moment the device is known until it goes.
+class DeviceProfileAgent : public Norv::Reactor {
+public:
+   NORV_ENTITY("Sim::DeviceProfileAgent")
+   class NorvDevices : public XpXdk::XpDeviceIdColl::NotifieeConst {
+   public:
+      NorvDevices(DeviceProfileAgent* r, Norv::Ptr<const XpXdk::XpDeviceIdColl> n)
+          : NotifieeConst(r, std::move(n)), r_(r) {}
+      void onDeviceId(const XpXdk::XpDeviceId& dev) override { r_->handleDevice(dev); }
+
+   private:
+      DeviceProfileAgent* r_;
+   };
+
+   DeviceProfileAgent(const SimWorld& w, Norv::Ptr<AaclProfileStageInfo> info)
+       : devices_(w.devices), systemStatus_(w.systemStatus), hwCap_(w.hwCapabilityColl),
+         info_(std::move(info)), notifiee_(this, w.devices) {
+      for (auto it = devices_->deviceIdColl().begin(); it; ++it)
+         handleDevice(it.key());
+   }
+
+   void handleDevice(const XpXdk::XpDeviceId& dev) {
+      const Orim::ChipId chip = XpXdk::chipIdOf(dev);
+      if (!devices_->deviceIdColl().contains(dev)) {
+         info_->chipProfileStageInfoDel(dev);
+         hwCap_->chipHwCapabilityDel(chip);
+         return;
+      }
+      if (!info_->chipProfileStageInfo(dev)) {
+         info_->chipProfileStageInfoIs(aaclDefaultProfileStageInfoFactory(dev, systemStatus_));
+      }
+      if (!hwCap_->chipHwCapability(chip)) {
+         hwCap_->chipHwCapabilityIs(chip)->priorityFieldMaxCountIs(kPriorityFieldMaxCount);
+      }
+   }
+
+private:
+   Norv::Ptr<const XpXdk::XpDeviceIdColl> devices_;
+   Norv::Ptr<const XpSystem::SystemStatus> systemStatus_;
+   Norv::Ptr<Orim::HwCapabilityColl> hwCap_;
+   Norv::Ptr<AaclProfileStageInfo> info_;
+   NorvDevices notifiee_;
+};
+
+Orim::ChipId chipArg(Simulator& s, const Args& a) {
+   const uint64_t n = a.number(0, "chip id", kMaxChip);
+   const XpXdk::XpDeviceId dev(static_cast<uint8_t>(n));
+   if (!s.world().devices->deviceIdColl().contains(dev)) {
+      throw Error("unknown chip " + std::to_string(n) + ": no such device (use 'device add')");
+   }
+   return Orim::ChipId(static_cast<uint32_t>(n));
+}
+
+Orim::ChipRuleListId ruleListArg(const Args& a, size_t i) {
+   return Orim::ChipRuleListId(static_cast<uint32_t>(a.number(i, "rule list id", kMaxId)));
+}
+
+Orim::StageId stageArg(const Args& a, size_t i) {
+   return Orim::StageId(static_cast<uint32_t>(a.number(i, "stage id", kMaxId)));
+}
+
+std::string chipText(const Orim::ChipId& chip) {
+   return "chip " + chip.text();
+}
+
+Norv::Ptr<AaclChipSeProfileConfig> requireChipConfig(Simulator& s, const Orim::ChipId& chip) {
+   auto c =
+       s.world().get<AaclSeProfileConfig>("aaclSeProfileConfig")->chipSeProfileConfig(chip);
+   if (!c) throw Error(chipText(chip) + " has no stage status yet (is its device up?)");
+   return c;
+}
+
+void seProfileConfig(Simulator& s, const Args& a) {
+   const Orim::ChipId chip = chipArg(s, a);
+   const auto ruleList = ruleListArg(a, 1);
+   const auto stage = stageArg(a, 2);
+   Orim::MaskGroupDescriptor mgd;
+   mgd.srcIpMaskLengthIs(
+       static_cast<uint8_t>(a.number(3, "source mask length", kMaxMaskLength)));
+   mgd.dstIpMaskLengthIs(
+       static_cast<uint8_t>(a.number(4, "destination mask length", kMaxMaskLength)));
+   mgd.aclTypeIs(a.has(5) ? static_cast<uint8_t>(a.number(5, "ACL type", 255)) : 1);
+   a.atMost(6);
+   requireChipConfig(s, chip)->configEntryIs(ruleList)->maskGroupDescriptorIs(stage, mgd);
+}
+
+void seProfileRemove(Simulator& s, const Args& a) {
+   const Orim::ChipId chip = chipArg(s, a);
+   const auto ruleList = ruleListArg(a, 1);
+   const bool oneStage = a.has(2);
+   const Orim::StageId stage = oneStage ? stageArg(a, 2) : Orim::StageId();
+   a.atMost(3);
+   auto config = requireChipConfig(s, chip);
+   auto entry = config->configEntry(ruleList);
+   if (!entry) {
+      throw Error(chipText(chip) + " has no SE-profile configuration for rule list " +
+                  ruleList.text());
+   }
+   if (!oneStage) {
+      config->configEntryDel(ruleList);
+      return;
+   }
+   if (!entry->maskGroupDescriptorColl().contains(stage)) {
+      throw Error("rule list " + ruleList.text() + " on " + chipText(chip) +
+                  " has no mask group at stage " + stage.text());
+   }
+   entry->maskGroupDescriptorDel(stage);
+}
+
+// The keys of a collection in ascending order, whatever its own order.
+template <class Coll>
+auto sortedKeys(const Coll& c) {
+   std::vector<std::remove_cvref_t<decltype(c.begin().key())>> keys;
+   for (auto it = c.begin(); it; ++it)
+      keys.push_back(it.key());
+   std::sort(keys.begin(), keys.end());
+   return keys;
+}
+
+template <class Set>
+std::string lengths(const Set& set) {
+   std::string out;
+   for (auto len : sortedKeys(set))
+      out += " " + std::to_string(len);
+   return out.empty() ? " none" : out;
+}
+
+std::string hashTableText(const Norv::Ptr<Orim::HashStageDescriptor>& d) {
+   if (!d) return "none";
+   return "keyLength " + std::to_string(d->keyLength()) + " ways " +
+          std::to_string(d->numWays()) + " indexBits " + std::to_string(d->indexBits()) +
+          " bucketDepth " + std::to_string(d->bucketDepth());
+}
+
+void showStages(Simulator& s, const Args& a) {
+   const Orim::ChipId chip = chipArg(s, a);
+   const bool oneStage = a.has(1);
+   const Orim::StageId only = oneStage ? stageArg(a, 1) : Orim::StageId();
+   a.atMost(2);
+   auto& o = s.out();
+   auto status = s.world().get<AaclStageStatus>("aaclStageStatus")->aaclChipStageStatus(chip);
+   o << "stage status of " << chipText(chip) << (status ? "" : ": none") << "\n";
+   if (!status) return;
+   for (auto it = status->aaclStageDescriptorColl().begin(); it; ++it) {
+      if (oneStage && it.key() != only) continue;
+      const auto& desc = it.value()->ldeMgTableLookupDesc();
+      const auto& profiles = desc.ldeSeProfileSet().aaclSuperkeyFieldsColl();
+      o << "  stage " << it.key().text() << ": lde " << desc.ldeId().text() << " mgTable "
+        << desc.mgTableId().text() << " mgksTable " << desc.mgksTableId().text()
+        << " seProfiles " << profiles.size() << " hashTable "
+        << hashTableText(it.value()->orimStageDescriptor()) << "\n";
+      if (!oneStage) continue;
+      for (const auto& id : sortedKeys(profiles)) {
+         const AaclSuperkeyFields& f = *profiles.find(id);
+         o << "    seProfile " << id.text() << " sipLen" << lengths(f.sipLenColl()) << " dipLen"
+           << lengths(f.dipLenColl()) << "\n";
+      }
+   }
+}
+
+void showHwCap(Simulator& s, const Args& a) {
+   const Orim::ChipId chip = chipArg(s, a);
+   a.atMost(1);
+   auto& o = s.out();
+   auto cap = s.world().hwCapabilityColl->chipHwCapability(chip);
+   o << "hardware capability of " << chipText(chip) << (cap ? "" : ": none") << "\n";
+   if (!cap) return;
+   o << "  priorityFieldMaxCount " << cap->priorityFieldMaxCount() << "\n";
+   for (auto it = cap->stageHashTableDescriptorColl().begin(); it; ++it) {
+      o << "  stage " << it.key().text() << " hashTable " << hashTableText(it.value()) << "\n";
+   }
+   o << "  srcIpV4MaskLength" << lengths(cap->srcIpV4MaskLengthColl()) << "\n";
+   o << "  srcIpV6MaskLength" << lengths(cap->srcIpV6MaskLengthColl()) << "\n";
+   o << "  dstIpV4MaskLength" << lengths(cap->dstIpV4MaskLengthColl()) << "\n";
+   o << "  dstIpV6MaskLength" << lengths(cap->dstIpV6MaskLengthColl()) << "\n";
+}
+
+void showSeProfile(Simulator& s, const Args& a) {
+   const Orim::ChipId chip = chipArg(s, a);
+   a.atMost(1);
+   auto& o = s.out();
+   auto& w = s.world();
+   auto config = w.get<AaclSeProfileConfig>("aaclSeProfileConfig")->chipSeProfileConfig(chip);
+   o << "SE-profile configuration of " << chipText(chip) << (config ? "" : ": none") << "\n";
+   for (const auto& rl :
+        config ? sortedKeys(config->configEntryColl()) : std::vector<Orim::ChipRuleListId>()) {
+      const auto& mgds = config->configEntry(rl)->maskGroupDescriptorColl();
+      for (const auto& stage : sortedKeys(mgds)) {
+         o << "  ruleList " << rl.text() << " stage " << stage.text() << " "
+           << mgds.find(stage)->text() << "\n";
+      }
+   }
+   auto status = w.get<AaclSeProfileStatus>("aaclSeProfileStatus")->chipSeProfileStatus(chip);
+   o << "SE-profile status of " << chipText(chip) << (status ? "" : ": none") << "\n";
+   for (const auto& rl :
+        status ? sortedKeys(status->statusEntryColl()) : std::vector<Orim::ChipRuleListId>()) {
+      auto entry = status->statusEntry(rl);
+      o << "  ruleList " << rl.text() << (entry->stageStatusCount() ? "" : " no stage") << "\n";
+      for (const auto& stage : sortedKeys(entry->stageStatusColl())) {
+         auto st = entry->stageStatus(stage);
+         o << "    stage " << stage.text() << " " << norvEnumName(st->result())
+           << " seProfileId " << st->ldeSeProfileId().text() << " for sip "
+           << unsigned(st->maskGroupDescriptor().srcIpMaskLength()) << " dip "
+           << unsigned(st->maskGroupDescriptor().dstIpMaskLength()) << "\n";
+      }
+   }
+}
+
+void start(Simulator& s) {
+   auto& w = s.world();
+   auto stageStatus = w.hold("aaclStageStatus", aaclStageStatusFactory("aaclStageStatus"));
+   auto config =
+       w.hold("aaclSeProfileConfig", aaclSeProfileConfigFactory("aaclSeProfileConfig"));
+   auto status =
+       w.hold("aaclSeProfileStatus", aaclSeProfileStatusFactory("aaclSeProfileStatus"));
+   auto info = w.hold("aaclProfileStageInfo", aaclProfileStageInfoFactory(w.systemStatus));
+   // Before the stage manager, so that a device's profile exists when the manager sees it.
+   w.hold("deviceProfileAgent", Norv::Ptr<DeviceProfileAgent>(new DeviceProfileAgent(w, info)));
+   w.hold("aaclStageMgrSm", aaclStageMgrSmFactory(w.devices, w.systemStatus, info,
+                                                  w.hwCapabilityColl, stageStatus));
+   w.hold("aaclLdeSeProfileMgrSm", aaclLdeSeProfileMgrSmFactory(config, status, stageStatus));
+
+   s.addCommand({"seprofile", "config", "CHIP RULELIST STAGE SIPLEN DIPLEN [TYPE]",
+                 "set the rule list's mask group at the stage (IP mask lengths, ACL type)",
+                 seProfileConfig});
+   s.addCommand({"seprofile", "remove", "CHIP RULELIST [STAGE]",
+                 "withdraw the rule list's mask group at the stage, or all of the rule list",
+                 seProfileRemove});
+   s.addCommand({"show", "stages", "CHIP [STAGE]",
+                 "the chip's stages and their lookup; with STAGE, its SE profiles too",
+                 showStages});
+   s.addCommand({"show", "hwcap", "CHIP", "the chip's declared hash tables and mask lengths",
+                 showHwCap});
+   s.addCommand({"show", "seprofile", "CHIP",
+                 "the chip's SE-profile configuration and the profiles chosen", showSeProfile});
+}
+
+const char* const scenario =
+    R"(# Stages and SE profiles: a chip comes up with its six stages, and
+# rule lists get (or fail to get) an SE profile at a stage.
+echo == stages: stage layout, hardware capability, SE profiles
+show stages 1
+device up 1
+show stages 1
+show stages 1 2
+show hwcap 1
+seprofile config 1 10 2 16 3
+seprofile config 1 11 2 24 3
+show seprofile 1
+device down 1
+show seprofile 1
+)";
+
+const ModuleRegistration reg({"stage", 30, start, scenario});
+
+} // namespace
+
+} // namespace Sim

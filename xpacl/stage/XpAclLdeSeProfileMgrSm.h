@@ -1,0 +1,204 @@
+#pragma once
+
+// Chooses, for every rule list at every stage where it has a mask-group descriptor, an SE
+// profile of the stage's LDE whose superkey carries the rule list's IP mask lengths, and
+// publishes the choice in the SE-profile status tree.
+#include <memory>
+
+#include "xpacl/model/XpAclOrimTypes.h"
+
+namespace XpAcl {
+
+class AaclChipLdeSeProfileMgrSm;
+class AaclLdeSeProfileMgrSm;
+
+// Profile ids published beside a result that names no allocated profile.
+inline constexpr uint8_t kSeProfileIdNotApplicable = 0;
+inline constexpr uint8_t kSeProfileIdNotAvailable = 8;
+
+class AaclChipRuleListLdeSeProfileMgrSm : public Norv::Reactor {
+public:
+   NORV_ENTITY("XpAcl::AaclChipRuleListLdeSeProfileMgrSm")
+   class NorvConfigEntry : public AaclSeProfileConfigEntry::NotifieeConst {
+   public:
+      NorvConfigEntry(AaclChipRuleListLdeSeProfileMgrSm* reactor,
+                      Norv::Ptr<const AaclSeProfileConfigEntry> n)
+          : NotifieeConst(reactor, std::move(n)), reactor_(reactor) {}
+      void onMaskGroupDescriptor(const Orim::StageId& stageId) override {
+         reactor_->handleMaskGroupDescriptor(stageId);
+      }
+      void onMaskGroupDescriptor() override { reactor_->handleMaskGroupDescriptor(); }
+
+   private:
+      AaclChipRuleListLdeSeProfileMgrSm* reactor_;
+   };
+   class NorvChipAaclStageStatus : public AaclChipStageStatus::NotifieeConst {
+   public:
+      NorvChipAaclStageStatus(AaclChipRuleListLdeSeProfileMgrSm* reactor,
+                              Norv::Ptr<const AaclChipStageStatus> n)
+          : NotifieeConst(reactor, std::move(n)), reactor_(reactor) {}
+      void onAaclStageDescriptor(const Orim::StageId& stageId) override {
+         reactor_->handleMaskGroupDescriptor(stageId);
+      }
+      void onAaclStageDescriptor() override { reactor_->handleMaskGroupDescriptor(); }
+
+   private:
+      AaclChipRuleListLdeSeProfileMgrSm* reactor_;
+   };
+
+   AaclChipRuleListLdeSeProfileMgrSm(const Orim::ChipRuleListId& chipRuleListId,
+                                     Norv::Ptr<const AaclSeProfileConfigEntry> configEntry,
+                                     Norv::Ptr<AaclSeProfileStatusEntry> statusEntry,
+                                     Norv::Ptr<const AaclChipStageStatus> chipAaclStageStatus);
+
+   const Orim::ChipRuleListId& chipRuleListId() const { return chipRuleListId_; }
+   const Norv::Ptr<const AaclSeProfileConfigEntry>& configEntry() const { return configEntry_; }
+   const Norv::Ptr<AaclSeProfileStatusEntry>& statusEntry() const { return statusEntry_; }
+   const Norv::Ptr<const AaclChipStageStatus>& chipAaclStageStatus() const {
+      return chipAaclStageStatus_;
+   }
+   static constexpr std::array<const char*, 3> norvCtorAttrNames{"_configEntry", "_statusEntry",
+                                                                 "_chipAaclStageStatus"};
+   auto norvCtorAttrs() const {
+      return std::make_tuple(configEntry_, statusEntry_, chipAaclStageStatus_);
+   }
+   AaclChipLdeSeProfileMgrSm* aaclChipLdeSeProfileMgrSm() const { return parent_; }
+   void aaclChipLdeSeProfileMgrSmIs(AaclChipLdeSeProfileMgrSm* parent) { parent_ = parent; }
+
+   void handleInitialized() override;
+   void handleMaskGroupDescriptor(const Orim::StageId& stageId);
+   void handleMaskGroupDescriptor();
+
+private:
+   Orim::ChipRuleListId chipRuleListId_;
+   Norv::Ptr<const AaclSeProfileConfigEntry> configEntry_;
+   Norv::Ptr<AaclSeProfileStatusEntry> statusEntry_;
+   Norv::Ptr<const AaclChipStageStatus> chipAaclStageStatus_;
+   AaclChipLdeSeProfileMgrSm* parent_ = nullptr;
+   std::unique_ptr<NorvConfigEntry> notifieeConfigEntry_;
+   std::unique_ptr<NorvChipAaclStageStatus> notifieeChipAaclStageStatus_;
+};
+
+class AaclChipLdeSeProfileMgrSm : public Norv::Reactor {
+public:
+   NORV_ENTITY("XpAcl::AaclChipLdeSeProfileMgrSm")
+   class NorvChipSearchProfileConfig : public AaclChipSeProfileConfig::NotifieeConst {
+   public:
+      NorvChipSearchProfileConfig(AaclChipLdeSeProfileMgrSm* reactor,
+                                  Norv::Ptr<const AaclChipSeProfileConfig> n)
+          : NotifieeConst(reactor, std::move(n)), reactor_(reactor) {}
+      void onConfigEntry(const Orim::ChipRuleListId& chipRuleListId) override {
+         reactor_->handleSeProfileConfigForChipRuleList(chipRuleListId);
+      }
+      void onConfigEntry() override { reactor_->handleSeProfileConfigForChipRuleList(); }
+
+   private:
+      AaclChipLdeSeProfileMgrSm* reactor_;
+   };
+
+   AaclChipLdeSeProfileMgrSm(const Orim::ChipId& chipId,
+                             Norv::Ptr<const AaclChipSeProfileConfig> chipSearchProfileConfig,
+                             Norv::Ptr<AaclChipSeProfileStatus> chipSearchProfileStatus,
+                             Norv::Ptr<const AaclChipStageStatus> chipAaclStageStatus);
+
+   const Orim::ChipId& chipId() const { return chipId_; }
+   const Norv::Ptr<const AaclChipSeProfileConfig>& chipSearchProfileConfig() const {
+      return chipSearchProfileConfig_;
+   }
+   const Norv::Ptr<AaclChipSeProfileStatus>& chipSearchProfileStatus() const {
+      return chipSearchProfileStatus_;
+   }
+   const Norv::Ptr<const AaclChipStageStatus>& chipAaclStageStatus() const {
+      return chipAaclStageStatus_;
+   }
+   static constexpr std::array<const char*, 3> norvCtorAttrNames{
+       "_chipSearchProfileConfig", "_chipSearchProfileStatus", "_chipAaclStageStatus"};
+   auto norvCtorAttrs() const {
+      return std::make_tuple(chipSearchProfileConfig_, chipSearchProfileStatus_,
+                             chipAaclStageStatus_);
+   }
+   AaclLdeSeProfileMgrSm* aaclLdeSeProfileMgrSm() const { return parent_; }
+   void aaclLdeSeProfileMgrSmIs(AaclLdeSeProfileMgrSm* parent) { parent_ = parent; }
+
+   NORV_REACTOR_COLL(chipRuleListSeProfileMgrSm, ChipRuleListSeProfileMgrSm,
+                     Orim::ChipRuleListId, AaclChipRuleListLdeSeProfileMgrSm, Norv::HashMap)
+public:
+   Norv::Ptr<AaclChipRuleListLdeSeProfileMgrSm> chipRuleListSeProfileMgrSmIs(
+       const Orim::ChipRuleListId& chipRuleListId,
+       const Norv::Ptr<const AaclSeProfileConfigEntry>& configEntry,
+       const Norv::Ptr<AaclSeProfileStatusEntry>& statusEntry,
+       const Norv::Ptr<const AaclChipStageStatus>& chipAaclStageStatus);
+
+   void handleInitialized() override;
+   void handleSeProfileConfigForChipRuleList(const Orim::ChipRuleListId& chipRuleListId);
+   void handleSeProfileConfigForChipRuleList();
+
+private:
+   Orim::ChipId chipId_;
+   Norv::Ptr<const AaclChipSeProfileConfig> chipSearchProfileConfig_;
+   Norv::Ptr<AaclChipSeProfileStatus> chipSearchProfileStatus_;
+   Norv::Ptr<const AaclChipStageStatus> chipAaclStageStatus_;
+   AaclLdeSeProfileMgrSm* parent_ = nullptr;
+   std::unique_ptr<NorvChipSearchProfileConfig> notifieeChipSearchProfileConfig_;
+};
+
+class AaclLdeSeProfileMgrSm : public Norv::Reactor {
+public:
+   NORV_ENTITY("XpAcl::AaclLdeSeProfileMgrSm")
+   class NorvAaclStageStatus : public AaclStageStatus::NotifieeConst {
+   public:
+      NorvAaclStageStatus(AaclLdeSeProfileMgrSm* reactor, Norv::Ptr<const AaclStageStatus> n)
+          : NotifieeConst(reactor, std::move(n)), reactor_(reactor) {}
+      void onAaclChipStageStatus(const Orim::ChipId& chipId) override {
+         reactor_->handleChipStageStatus(chipId);
+      }
+      void onAaclChipStageStatus() override { reactor_->handleChipStageStatus(); }
+
+   private:
+      AaclLdeSeProfileMgrSm* reactor_;
+   };
+
+   AaclLdeSeProfileMgrSm(Norv::Ptr<AaclSeProfileConfig> seProfileConfig,
+                         Norv::Ptr<AaclSeProfileStatus> seProfileStatus,
+                         Norv::Ptr<const AaclStageStatus> aaclStageStatus);
+
+   const Norv::Ptr<AaclSeProfileConfig>& seProfileConfig() const { return seProfileConfig_; }
+   const Norv::Ptr<AaclSeProfileStatus>& seProfileStatus() const { return seProfileStatus_; }
+   const Norv::Ptr<const AaclStageStatus>& aaclStageStatus() const { return aaclStageStatus_; }
+
+   NORV_REACTOR_COLL(chipLdeSeProfileMgrSm, ChipLdeSeProfileMgrSm, Orim::ChipId,
+                     AaclChipLdeSeProfileMgrSm, Norv::HashMap)
+public:
+   Norv::Ptr<AaclChipLdeSeProfileMgrSm> chipLdeSeProfileMgrSmIs(
+       const Orim::ChipId& chipId,
+       const Norv::Ptr<const AaclChipSeProfileConfig>& chipSearchProfileConfig,
+       const Norv::Ptr<AaclChipSeProfileStatus>& chipSearchProfileStatus,
+       const Norv::Ptr<const AaclChipStageStatus>& chipAaclStageStatus);
+
+   void handleInitialized() override;
+   void handleChipStageStatus(const Orim::ChipId& chipId);
+   void handleChipStageStatus();
+
+private:
+   Norv::Ptr<AaclSeProfileConfig> seProfileConfig_;
+   Norv::Ptr<AaclSeProfileStatus> seProfileStatus_;
+   Norv::Ptr<const AaclStageStatus> aaclStageStatus_;
+   std::unique_ptr<NorvAaclStageStatus> notifieeAaclStageStatus_;
+};
+
+Norv::Ptr<AaclLdeSeProfileMgrSm>
+aaclLdeSeProfileMgrSmFactory(Norv::Ptr<AaclSeProfileConfig> seProfileConfig,
+                             Norv::Ptr<AaclSeProfileStatus> seProfileStatus,
+                             Norv::Ptr<const AaclStageStatus> aaclStageStatus);
+Norv::Ptr<AaclChipLdeSeProfileMgrSm>
+aaclChipLdeSeProfileMgrSmFactory(const Orim::ChipId& chipId,
+                                 Norv::Ptr<const AaclChipSeProfileConfig> chipSeProfileConfig,
+                                 Norv::Ptr<AaclChipSeProfileStatus> chipSeProfileStatus,
+                                 Norv::Ptr<const AaclChipStageStatus> chipStageStatus);
+Norv::Ptr<AaclChipRuleListLdeSeProfileMgrSm>
+aaclChipRuleListLdeSeProfileMgrSmFactory(const Orim::ChipRuleListId& chipRuleListId,
+                                         Norv::Ptr<const AaclSeProfileConfigEntry> configEntry,
+                                         Norv::Ptr<AaclSeProfileStatusEntry> statusEntry,
+                                         Norv::Ptr<const AaclChipStageStatus> chipStageStatus);
+
+} // namespace XpAcl

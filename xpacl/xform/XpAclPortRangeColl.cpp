@@ -1,0 +1,9 @@
+#include "xpacl/xform/XpAclPortRangeColl.h"
+
+namespace XpAcl {
+
+Norv::Ptr<PortRangeColl> portRangeCollFactory() {
+   return new PortRangeColl();
+}
+
+} // namespace XpAcl
