@@ -77,14 +77,14 @@ std::string parseEntry(std::string_view entry, TraceRule& rule) {
    return {};
 }
 
-std::string parseSpec(std::string_view spec, std::vector<TraceRule>& rules) {
+std::string parseSpec(std::string_view setting, std::vector<TraceRule>& rules) {
    rules.clear();
-   if (trimmed(spec).empty()) return {};
+   if (trimmed(setting).empty()) return {};
    std::size_t start = 0;
    while (true) {
-      const auto comma = spec.find(',', start);
-      const std::string_view entry = trimmed(spec.substr(start, comma - start));
-      if (entry.empty()) return "empty entry in trace spec " + quoted(spec);
+      const auto comma = setting.find(',', start);
+      const std::string_view entry = trimmed(setting.substr(start, comma - start));
+      if (entry.empty()) return "empty entry in trace setting " + quoted(setting);
       TraceRule rule;
       if (auto error = parseEntry(entry, rule); !error.empty()) return error;
       rules.push_back(std::move(rule));
@@ -136,14 +136,14 @@ struct TraceRegistry {
          refresh(*handle);
    }
 
-   std::string apply(const std::string& spec, bool knownNamesOnly) {
+   std::string apply(const std::string& setting, bool knownNamesOnly) {
       std::vector<TraceRule> parsed;
-      if (auto error = parseSpec(spec, parsed); !error.empty()) return error;
+      if (auto error = parseSpec(setting, parsed); !error.empty()) return error;
       std::lock_guard lock(mutex);
       if (knownNamesOnly) {
          for (const auto& rule : parsed) {
             if (rule.name != "*" && !names.contains(rule.name)) {
-               return "unknown trace handle " + quoted(rule.name) + " in " + quoted(spec);
+               return "unknown trace handle " + quoted(rule.name) + " in " + quoted(setting);
             }
          }
       }
@@ -167,8 +167,8 @@ TraceHandle::~TraceHandle() {
    std::erase(registry.handles, this);
 }
 
-std::string Trace::configure(const std::string& spec) {
-   return TraceRegistry::instance().apply(spec, true);
+std::string Trace::configure(const std::string& setting) {
+   return TraceRegistry::instance().apply(setting, true);
 }
 
 std::string Trace::configureFromEnvironment() {

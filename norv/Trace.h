@@ -69,12 +69,12 @@ class Trace {
 public:
    Trace() = delete;
 
-   // Replaces the text trace configuration. The spec is a comma-separated list of entries
+   // Replaces the text trace configuration. The setting is a comma-separated list of entries
    // `Handle/N`, `Handle/N-M` or `Handle` (all levels), with `*` as the handle matching every
-   // handle; levels are 0..9 and entries add up. The empty spec switches the text trace off.
+   // handle; levels are 0..9 and entries add up. The empty setting switches the text trace off.
    // Returns an error message, or the empty string on success; on error nothing changes.
    // Names must be of registered handles.
-   static std::string configure(const std::string& spec);
+   static std::string configure(const std::string& setting);
    // Applies XPACL_TRACE as the process did at start (unset means off). Names of handles not
    // registered yet are accepted, as they may belong to code that registers later.
    static std::string configureFromEnvironment();

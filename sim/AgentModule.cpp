@@ -242,9 +242,10 @@ void showCommon(Simulator& s, const Args& a) {
 }
 
 void traceText(Simulator&, const Args& a) {
-   const std::string spec = a.has(0) && a.word(0, "") != "off" ? a.word(0, "trace spec") : "";
+   const std::string setting =
+       a.has(0) && a.word(0, "") != "off" ? a.word(0, "trace setting") : "";
    a.atMost(1);
-   const std::string err = Norv::Trace::configure(spec);
+   const std::string err = Norv::Trace::configure(setting);
    if (!err.empty()) throw Error(err);
 }
 
@@ -315,7 +316,7 @@ void start(Simulator& s) {
    s.addCommand(
        {"show", "common", "", "devices, interfaces and LAGs of the common data", showCommon});
    s.addCommand(
-       {"trace", "text", "SPEC|off", "text trace, e.g. XpAclL4PortXformSm/0-9", traceText});
+       {"trace", "text", "SETTING|off", "text trace, e.g. XpAclL4PortXformSm/0-9", traceText});
    s.addCommand({"trace", "ring", "on|off", "record every trace statement in the ring buffer",
                  traceRing});
    s.addCommand({"trace", "dump", "", "print the ring buffer, oldest first", traceDump});

@@ -94,7 +94,7 @@ protected:
 
 TEST_F(TraceTest, ConfigureEnablesExactlyTheLevelsNamed) {
    const struct {
-      const char* spec;
+      const char* setting;
       std::uint32_t mine, other;
    } cases[] = {
        {"TraceTest/3", 1u << 3, 0},
@@ -108,8 +108,8 @@ TEST_F(TraceTest, ConfigureEnablesExactlyTheLevelsNamed) {
        {" ", 0, 0},
    };
    for (const auto& c : cases) {
-      SCOPED_TRACE(c.spec);
-      ASSERT_EQ(Trace::configure(c.spec), "");
+      SCOPED_TRACE(c.setting);
+      ASSERT_EQ(Trace::configure(c.setting), "");
       EXPECT_EQ(textLevels(norvTraceHandle_), c.mine);
       EXPECT_EQ(textLevels(otherHandle), c.other);
    }
@@ -129,14 +129,14 @@ TEST_F(TraceTest, BadSpecsGiveClearMessagesAndChangeNothing) {
        {"TraceTest/", "bad trace level '' in 'TraceTest/'"},
        {"/3", "missing trace handle name in '/3'"},
        {"TraceTest/1,,TraceTestOther/2",
-        "empty entry in trace spec 'TraceTest/1,,TraceTestOther/2'"},
-       {"TraceTest/1,", "empty entry in trace spec 'TraceTest/1,'"},
+        "empty entry in trace setting 'TraceTest/1,,TraceTestOther/2'"},
+       {"TraceTest/1,", "empty entry in trace setting 'TraceTest/1,'"},
        {"TraceTest/1,NoSuchHandle/3",
         "unknown trace handle 'NoSuchHandle' in 'TraceTest/1,NoSuchHandle/3'"},
    };
-   for (const auto& [spec, message] : cases) {
-      EXPECT_EQ(Trace::configure(spec), message);
-      EXPECT_EQ(textLevels(norvTraceHandle_), 1u << 4) << spec;
+   for (const auto& [setting, message] : cases) {
+      EXPECT_EQ(Trace::configure(setting), message);
+      EXPECT_EQ(textLevels(norvTraceHandle_), 1u << 4) << setting;
    }
 }
 
