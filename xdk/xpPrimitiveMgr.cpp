@@ -17,38 +17,48 @@ XP_STATUS xpPrimitiveMgr::removeDevice(xpsDevice_t) {
    return XP_NO_ERR;
 }
 
+std::optional<size_t> xpPrimitiveMgr::findSlot(std::string_view op) const {
+   for (size_t i = 0; i < cold_.size(); ++i) {
+      if (cold_[i].name == op) return i;
+   }
+   return std::nullopt;
+}
+
+size_t xpPrimitiveMgr::slotByName(std::string_view op) {
+   // The same name from another call site (or a test's string) shares the slot; the first
+   // literal seen stays the fast key.
+   if (auto i = findSlot(op)) return *i;
+   hot_.push_back(HotSlot{op.data(), 0});
+   cold_.push_back(ColdSlot{std::string(op), {}});
+   return hot_.size() - 1;
+}
+
 uint64_t xpPrimitiveMgr::calls(std::string_view op) const {
-   auto it = calls_.find(op);
-   return it == calls_.end() ? 0 : it->second;
+   auto i = findSlot(op);
+   return i ? hot_[*i].calls : 0;
 }
 
 void xpPrimitiveMgr::resetCounters() {
-   calls_.clear();
+   for (auto& s : hot_)
+      s.calls = 0;
 }
 
 void xpPrimitiveMgr::injectStatus(std::string_view op, XP_STATUS status) {
-   auto it = injected_.find(op);
-   if (it == injected_.end())
-      it = injected_.emplace(std::string(op), std::deque<XP_STATUS>{}).first;
-   it->second.push_back(status);
+   cold_[slotByName(op)].injected.push_back(status);
+   ++injectedTotal_;
 }
 
 void xpPrimitiveMgr::clearInjectedStatus() {
-   injected_.clear();
+   for (auto& s : cold_)
+      s.injected.clear();
+   injectedTotal_ = 0;
 }
 
-std::optional<XP_STATUS> xpPrimitiveMgr::enterOp(std::string_view op) {
-   auto count = calls_.find(op);
-   if (count == calls_.end()) {
-      calls_.emplace(std::string(op), 1);
-   } else {
-      ++count->second;
-   }
-
-   auto pending = injected_.find(op);
-   if (pending == injected_.end()) return std::nullopt;
-   XP_STATUS status = pending->second.front();
-   pending->second.pop_front();
-   if (pending->second.empty()) injected_.erase(pending);
+std::optional<XP_STATUS> xpPrimitiveMgr::takeInjected(size_t slot) {
+   auto& pending = cold_[slot].injected;
+   if (pending.empty()) return std::nullopt;
+   XP_STATUS status = pending.front();
+   pending.pop_front();
+   --injectedTotal_;
    return status;
 }

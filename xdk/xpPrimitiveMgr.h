@@ -7,10 +7,10 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // Base of every table manager. A manager is registered in a platform layer under a primitive
 // id and is told of each device as the device enters or leaves the model.
@@ -48,9 +48,37 @@ public:
    void clearInjectedStatus();
 
 protected:
-   std::optional<XP_STATUS> enterOp(std::string_view op);
+   // Called on every table access, so the common case (a name seen before, nothing injected)
+   // is a short pointer scan over the manager's few operations.
+   std::optional<XP_STATUS> enterOp(std::string_view op) {
+      const size_t i = slotFor(op);
+      ++hot_[i].calls;
+      if (injectedTotal_ == 0) [[likely]]
+         return std::nullopt;
+      return takeInjected(i);
+   }
 
 private:
-   std::map<std::string, uint64_t, std::less<>> calls_;
-   std::map<std::string, std::deque<XP_STATUS>, std::less<>> injected_;
+   // Hot and cold halves of an operation's record, kept apart so the scan stays in one line.
+   struct HotSlot {
+      const char* literal; // the name's storage at the call site that created the slot
+      uint64_t calls;
+   };
+   struct ColdSlot {
+      std::string name;
+      std::deque<XP_STATUS> injected;
+   };
+   size_t slotFor(std::string_view op) {
+      for (size_t i = 0; i < hot_.size(); ++i) {
+         if (hot_[i].literal == op.data()) return i;
+      }
+      return slotByName(op);
+   }
+   size_t slotByName(std::string_view op);
+   std::optional<size_t> findSlot(std::string_view op) const;
+   std::optional<XP_STATUS> takeInjected(size_t slot);
+
+   std::vector<HotSlot> hot_;
+   std::vector<ColdSlot> cold_;
+   size_t injectedTotal_ = 0;
 };
