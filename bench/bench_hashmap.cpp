@@ -135,8 +135,8 @@ void registerCase(const std::string& name, Case norv, Case std, Keys kind) {
                                                  benchmark::Counter::kInvert);
                                       })
              ->UseManualTime()
-             ->MinTime(0.05)
-             ->Repetitions(3)
+             ->MinTime(0.02)
+             ->Repetitions(5)
              ->ComputeStatistics("min", minimum)
              ->ReportAggregatesOnly(true);
       }

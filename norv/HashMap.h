@@ -40,9 +40,9 @@ template <class K, class V, class H = Hash<K>, class Eq = std::equal_to<K>>
 class HashMap {
    // With the default hash an integral key is its own hash and distinct keys never collide, so
    // the node stores neither the hash nor a tie-breaking insertion number.
+   static constexpr bool kIntegralKey = std::is_integral_v<K> || std::is_enum_v<K>;
    static constexpr bool kKeyIsHash =
-       (std::is_integral_v<K> || std::is_enum_v<K>)&&sizeof(K) <= sizeof(size_t) &&
-       std::is_same_v<H, Hash<K>>;
+       kIntegralKey && sizeof(K) <= sizeof(size_t) && std::is_same_v<H, Hash<K>>;
 
    struct NoHashSlot {};
    struct HashSlot {

@@ -10,7 +10,8 @@ namespace Norv {
 // A key-ordered map (ascending by Less) on a red-black tree, with the same interface and the
 // same iterator guarantee as HashMap: an iterator standing on a member that gets erased (by
 // key, through another iterator, or by clear()) keeps it alive and readable, and advancing it
-// continues with the first live key greater than the erased one.
+// continues with the first live key greater than the erased one, so a key re-inserted
+// meanwhile is not visited twice.
 //
 // Iterators on live members are registered with the map, which is how erasing a member finds
 // the ones standing on it. Values never move. Destroying a map leaves its iterators readable
