@@ -48,7 +48,7 @@ public:                                                                         
    void name##Is(const T& v) {                                                                 \
       if (name##_ == v) return;                                                                \
       name##_ = v;                                                                             \
-      this->template norvNotify<NotifieeConst>(#name, &NotifieeConst::on##Name);               \
+      this->template norvNotify<NotifieeConst>(#name, [](NotifieeConst& n) { n.on##Name(); }); \
    }
 
 #define NORV_COLL_ACCESS_(name, Name, K, V, Map)                                               \
@@ -94,7 +94,9 @@ public:                                                                         
    }
 
 #define NORV_NOTIFY_KEY_(name, Name, k)                                                        \
-   this->template norvNotifyKey<NotifieeConst>(#name, k, &NotifieeConst::on##Name)
+   this->template norvNotifyKey<NotifieeConst>(                                                \
+       #name, k,                                                                               \
+       [](NotifieeConst& n, const std::remove_cvref_t<decltype(k)>& key) { n.on##Name(key); })
 #define NORV_NO_NOTIFY_(name, Name, k) (void)0
 
 // A collection of plain values in an entity; every change notifies onName(key).

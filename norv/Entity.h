@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 #include <vector>
 
 #include "norv/Ptr.h"
@@ -44,10 +45,11 @@ public:
 
    // A change of a keyed member: delivered now, or recorded by an open batch.
    template <class N, class K>
-   void norvNotifyKey(const char* attr, const K& key, void (N::*fn)(const K&)) const;
+   void norvNotifyKey(const char* attr, const K& key,
+                      std::type_identity_t<void (*)(N&, const K&)> fn) const;
    // A change of a scalar attribute.
    template <class N>
-   void norvNotify(const char* attr, void (N::*fn)()) const;
+   void norvNotify(const char* attr, void (*fn)(N&)) const;
 
 protected:
    ~Entity() override;
@@ -142,10 +144,10 @@ size_t keyHashOf(const void* p, size_t size);
 template <class N, class K>
 class PendingKey : public PendingNotification {
 public:
-   PendingKey(const Entity* e, const char* attr, const K& key, void (N::*fn)(const K&))
+   PendingKey(const Entity* e, const char* attr, const K& key, void (*fn)(N&, const K&))
        : PendingNotification(e, attr), key_(key), fn_(fn) {}
    void deliver() const override {
-      entity_->template norvDeliver<N>([this](N& n) { (n.*fn_)(key_); });
+      entity_->template norvDeliver<N>([this](N& n) { fn_(n, key_); });
    }
    bool sameKeyAs(const PendingNotification& o) const override {
       auto* p = dynamic_cast<const PendingKey*>(&o);
@@ -163,16 +165,16 @@ public:
 
 private:
    K key_;
-   void (N::*fn_)(const K&);
+   void (*fn_)(N&, const K&);
 };
 
 template <class N>
 class PendingScalar : public PendingNotification {
 public:
-   PendingScalar(const Entity* e, const char* attr, void (N::*fn)())
+   PendingScalar(const Entity* e, const char* attr, void (*fn)(N&))
        : PendingNotification(e, attr), fn_(fn) {}
    void deliver() const override {
-      entity_->template norvDeliver<N>([this](N& n) { (n.*fn_)(); });
+      entity_->template norvDeliver<N>([this](N& n) { fn_(n); });
    }
    bool sameKeyAs(const PendingNotification& o) const override {
       return dynamic_cast<const PendingScalar*>(&o) != nullptr;
@@ -180,7 +182,7 @@ public:
    size_t keyHash() const override { return 0; }
 
 private:
-   void (N::*fn_)();
+   void (*fn_)(N&);
 };
 
 // Holds a counted reference for the length of a scope, unless the object is still under
@@ -221,23 +223,24 @@ void Entity::norvDeliver(F&& call) const {
 }
 
 template <class N, class K>
-void Entity::norvNotifyKey(const char* attr, const K& key, void (N::*fn)(const K&)) const {
+void Entity::norvNotifyKey(const char* attr, const K& key,
+                           std::type_identity_t<void (*)(N&, const K&)> fn) const {
    if (notifiees_.empty()) return;
    if (detail::batchOpen()) {
       detail::batchRecord(new detail::PendingKey<N, K>(this, attr, key, fn));
       return;
    }
-   norvDeliver<N>([&](N& n) { (n.*fn)(key); });
+   norvDeliver<N>([&](N& n) { fn(n, key); });
 }
 
 template <class N>
-void Entity::norvNotify(const char* attr, void (N::*fn)()) const {
+void Entity::norvNotify(const char* attr, void (*fn)(N&)) const {
    if (notifiees_.empty()) return;
    if (detail::batchOpen()) {
       detail::batchRecord(new detail::PendingScalar<N>(this, attr, fn));
       return;
    }
-   norvDeliver<N>([&](N& n) { (n.*fn)(); });
+   norvDeliver<N>([&](N& n) { fn(n); });
 }
 
 } // namespace Norv

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "norv/Hash.h"
+#include "norv/MapCursor.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -37,7 +38,7 @@ namespace Norv {
 // Values never move: pointers from find() and insert() stay valid until the member is erased.
 // Destroying a map leaves its iterators readable but not advanceable. Not thread-safe.
 template <class K, class V, class H = Hash<K>, class Eq = std::equal_to<K>>
-class HashMap {
+class HashMap : public MapOps<HashMap<K, V, H, Eq>, K, V> {
    // With the default hash an integral key is its own hash and distinct keys never collide, so
    // the node stores neither the hash nor a tie-breaking insertion number.
    static constexpr bool kIntegralKey = std::is_integral_v<K> || std::is_enum_v<K>;
@@ -65,16 +66,12 @@ class HashMap {
       template <class... A>
       explicit Node(const K& k, A&&... a) : key(k), value(std::forward<A>(a)...) {}
       bool erased() const { return prev == this; }
+      void markErased() { prev = this; }
    };
 
-   // An iterator's position. Registered with the map (pprev set) whenever it stands on a live
-   // member; on an erased one it is unregistered and counted in the member's pins.
-   struct Cursor {
-      const HashMap* map = nullptr;
-      Node* node = nullptr;
-      Cursor* next = nullptr;
-      Cursor** pprev = nullptr;
-   };
+   using Cursor = MapCursor<HashMap>;
+   friend Cursor;
+   friend MapOps<HashMap, K, V>;
 
    static constexpr size_t kInitialSlots = 8;
    // From this many slots on the members outgrow the first-level cache and a walk is bound by
@@ -86,7 +83,7 @@ class HashMap {
 
 public:
    template <bool Const>
-   class IteratorT;
+   using IteratorT = MapIterator<HashMap, Const>;
    using Iterator = IteratorT<false>;
    using ConstIterator = IteratorT<true>;
 
@@ -126,56 +123,24 @@ public:
       std::swap(hash_, o.hash_);
       std::swap(eq_, o.eq_);
       std::swap(cursors_, o.cursors_);
-      adoptCursors();
-      o.adoptCursors();
-   }
-
-   size_t size() const { return size_; }
-   bool empty() const { return size_ == 0; }
-
-   V* find(const K& k) {
-      Node* n = findNode(k);
-      return n ? &n->value : nullptr;
-   }
-   const V* find(const K& k) const {
-      const Node* n = findNode(k);
-      return n ? &n->value : nullptr;
-   }
-   bool contains(const K& k) const { return findNode(k) != nullptr; }
-
-   // Inserts k -> v unless k is present; either way returns the member's value.
-   std::pair<V*, bool> insert(const K& k, V v) { return emplace(k, std::move(v)); }
-
-   V& operator[](const K& k) { return *emplace(k).first; }
-
-   bool erase(const K& k) {
-      Node* n = findNode(k);
-      if (!n) return false;
-      remove(n);
-      return true;
-   }
-
-   // Removes the member the iterator stands on, unless it is gone already. The iterator stays
-   // on it, so ++ continues with the member after it.
-   template <bool C>
-   void erase(const IteratorT<C>& it) {
-      if (it.c_.node && it.c_.pprev && it.c_.map == this) remove(it.c_.node);
+      cursors_.adopt(this);
+      o.cursors_.adopt(&o);
    }
 
    void clear() {
       // Members with iterators on them leave the list first and stay until those move on.
-      for (Cursor* c = cursors_; c; c = c->next) {
+      for (Cursor* c = cursors_.head; c; c = c->next) {
          c->pprev = nullptr;
          Node* n = c->node;
          if (!n) continue;
          if (!n->erased()) {
             detach(n);
-            n->prev = n;
+            n->markErased();
             n->pins = 0;
          }
          ++n->pins;
       }
-      cursors_ = nullptr;
+      cursors_.head = nullptr;
       for (Node* n = head_; n;) {
          Node* next = n->next;
          delete n;
@@ -189,16 +154,6 @@ public:
       size_ = 0;
    }
 
-   Iterator begin() { return Iterator(this, head_); }
-   Iterator end() { return Iterator(this, nullptr); }
-   ConstIterator begin() const { return ConstIterator(this, head_); }
-   ConstIterator end() const { return ConstIterator(this, nullptr); }
-   ConstIterator cbegin() const { return begin(); }
-   ConstIterator cend() const { return end(); }
-
-   Iterator iteratorAt(const K& k) { return Iterator(this, findNode(k)); }
-   ConstIterator iteratorAt(const K& k) const { return ConstIterator(this, findNode(k)); }
-
    // Same keys with equal values; the order plays no part.
    bool operator==(const HashMap& o) const {
       if (size_ != o.size_) return false;
@@ -209,118 +164,8 @@ public:
       return true;
    }
 
-   template <bool Const>
-   class IteratorT {
-      using Value = std::conditional_t<Const, const V, V>;
-
-   public:
-      IteratorT() = default;
-      IteratorT(const IteratorT& o) { place(c_, o.c_.map, o.c_.node); }
-      IteratorT(IteratorT&& o) noexcept { take(c_, o.c_); }
-      // A mutable iterator converts to a const one.
-      template <bool C, class = std::enable_if_t<Const && !C>>
-      IteratorT(const IteratorT<C>& o) {
-         place(c_, o.c_.map, o.c_.node);
-      }
-      IteratorT& operator=(const IteratorT& o) {
-         if (this != &o) {
-            leave(c_);
-            place(c_, o.c_.map, o.c_.node);
-         }
-         return *this;
-      }
-      IteratorT& operator=(IteratorT&& o) noexcept {
-         if (this != &o) {
-            leave(c_);
-            take(c_, o.c_);
-         }
-         return *this;
-      }
-      ~IteratorT() { leave(c_); }
-
-      // True while standing on a member, erased or not.
-      explicit operator bool() const { return c_.node != nullptr; }
-      const K& key() const { return c_.node->key; }
-      Value& value() const { return c_.node->value; }
-      std::pair<const K&, Value&> operator*() const { return {c_.node->key, c_.node->value}; }
-
-      IteratorT& operator++() {
-         advance(c_);
-         return *this;
-      }
-
-      template <bool C>
-      bool operator==(const IteratorT<C>& o) const {
-         return c_.node == o.c_.node;
-      }
-
-   private:
-      friend class HashMap;
-      template <bool>
-      friend class IteratorT;
-      IteratorT(const HashMap* map, Node* node) { place(c_, map, node); }
-
-      Cursor c_;
-   };
-
 private:
-   // Puts an idle cursor on n, a live member of map, an erased member, or null.
-   static void place(Cursor& c, const HashMap* map, Node* n) {
-      c.map = map;
-      c.node = n;
-      if (!n) return;
-      if (n->erased()) {
-         ++n->pins;
-      } else {
-         c.next = map->cursors_;
-         if (c.next) c.next->pprev = &c.next;
-         map->cursors_ = &c;
-         c.pprev = &map->cursors_;
-      }
-   }
-
-   static void unregister(Cursor& c) {
-      *c.pprev = c.next;
-      if (c.next) c.next->pprev = c.pprev;
-      c.pprev = nullptr;
-   }
-
-   static void leave(Cursor& c) {
-      if (c.pprev) {
-         unregister(c);
-      } else if (c.node && --c.node->pins == 0) {
-         delete c.node;
-      }
-      c.node = nullptr;
-   }
-
-   // Moves o's position into the idle c, leaving o idle.
-   static void take(Cursor& c, Cursor& o) {
-      c = o;
-      if (c.pprev) {
-         *c.pprev = &c;
-         if (c.next) c.next->pprev = &c.next;
-      }
-      o = Cursor{};
-   }
-
-   static void advance(Cursor& c) {
-      if (c.pprev) {
-         c.node = c.map->liveSuccessor(c.node);
-         return;
-      }
-      Node* n = c.node;
-      const HashMap* map = c.map;
-      Node* next = map->successorOfErased(*n);
-      leave(c);
-      place(c, map, next);
-   }
-
-   void adoptCursors() {
-      if (cursors_) cursors_->pprev = &cursors_;
-      for (Cursor* c = cursors_; c; c = c->next)
-         c->map = this;
-   }
+   Node* first() const { return head_; }
 
    static size_t hashOf(const Node& n) {
       if constexpr (kKeyIsHash) {
@@ -480,21 +325,7 @@ private:
       }
       detach(n);
       --size_;
-      size_t pins = 0;
-      for (Cursor* c = cursors_; c;) {
-         Cursor* next = c->next;
-         if (c->node == n) {
-            unregister(*c);
-            ++pins;
-         }
-         c = next;
-      }
-      if (pins) {
-         n->prev = n;
-         n->pins = pins;
-      } else {
-         delete n;
-      }
+      cursors_.retire(n);
    }
 
    void allocateTable(size_t count) {
@@ -570,7 +401,7 @@ private:
    Node* tail_ = nullptr;
    size_t size_ = 0;
    uint64_t nextSeq_ = 0;
-   mutable Cursor* cursors_ = nullptr;
+   mutable MapCursorList<HashMap> cursors_;
    [[no_unique_address]] H hash_;
    [[no_unique_address]] Eq eq_;
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "norv/MapCursor.h"
+
 #include <cstddef>
 #include <functional>
 #include <type_traits>
@@ -17,7 +19,7 @@ namespace Norv {
 // the ones standing on it. Values never move. Destroying a map leaves its iterators readable
 // but not advanceable. Not thread-safe.
 template <class K, class V, class Less = std::less<K>>
-class RbTreeMap {
+class RbTreeMap : public MapOps<RbTreeMap<K, V, Less>, K, V> {
    // A member. Erased while iterators stand on it, it leaves the tree, points `parent` at
    // itself, and counts those iterators in `pins`; the last one to leave frees it.
    struct Node {
@@ -34,20 +36,16 @@ class RbTreeMap {
       template <class... A>
       explicit Node(const K& k, A&&... a) : key(k), value(std::forward<A>(a)...) {}
       bool erased() const { return parent == this; }
+      void markErased() { parent = this; }
    };
 
-   // An iterator's position. Registered with the map (pprev set) whenever it stands on a live
-   // member; on an erased one it is unregistered and counted in the member's pins.
-   struct Cursor {
-      const RbTreeMap* map = nullptr;
-      Node* node = nullptr;
-      Cursor* next = nullptr;
-      Cursor** pprev = nullptr;
-   };
+   using Cursor = MapCursor<RbTreeMap>;
+   friend Cursor;
+   friend MapOps<RbTreeMap, K, V>;
 
 public:
    template <bool Const>
-   class IteratorT;
+   using IteratorT = MapIterator<RbTreeMap, Const>;
    using Iterator = IteratorT<false>;
    using ConstIterator = IteratorT<true>;
 
@@ -84,66 +82,24 @@ public:
       std::swap(size_, o.size_);
       std::swap(less_, o.less_);
       std::swap(cursors_, o.cursors_);
-      adoptCursors();
-      o.adoptCursors();
-   }
-
-   size_t size() const { return size_; }
-   bool empty() const { return size_ == 0; }
-
-   V* find(const K& k) {
-      Node* n = findNode(k);
-      return n ? &n->value : nullptr;
-   }
-   const V* find(const K& k) const {
-      const Node* n = findNode(k);
-      return n ? &n->value : nullptr;
-   }
-   bool contains(const K& k) const { return findNode(k) != nullptr; }
-
-   // Inserts k -> v unless k is present; either way returns the member's value.
-   std::pair<V*, bool> insert(const K& k, V v) { return emplace(k, std::move(v)); }
-
-   V& operator[](const K& k) { return *emplace(k).first; }
-
-   bool erase(const K& k) {
-      Node* n = findNode(k);
-      if (!n) return false;
-      remove(n);
-      return true;
-   }
-
-   // Removes the member the iterator stands on, unless it is gone already. The iterator stays
-   // on it, so ++ continues with the member after it.
-   template <bool C>
-   void erase(const IteratorT<C>& it) {
-      if (it.c_.node && it.c_.pprev && it.c_.map == this) remove(it.c_.node);
+      cursors_.adopt(this);
+      o.cursors_.adopt(&o);
    }
 
    void clear() {
       // Members with iterators on them are marked, survive the teardown, and then count them.
-      for (Cursor* c = cursors_; c; c = c->next) {
-         if (c->node) c->node->parent = c->node;
+      for (Cursor* c = cursors_.head; c; c = c->next) {
+         if (c->node) c->node->markErased();
       }
       destroy(root_);
       root_ = nullptr;
       size_ = 0;
-      for (Cursor* c = cursors_; c; c = c->next) {
+      for (Cursor* c = cursors_.head; c; c = c->next) {
          c->pprev = nullptr;
          if (c->node) ++c->node->pins;
       }
-      cursors_ = nullptr;
+      cursors_.head = nullptr;
    }
-
-   Iterator begin() { return Iterator(this, first()); }
-   Iterator end() { return Iterator(this, nullptr); }
-   ConstIterator begin() const { return ConstIterator(this, first()); }
-   ConstIterator end() const { return ConstIterator(this, nullptr); }
-   ConstIterator cbegin() const { return begin(); }
-   ConstIterator cend() const { return end(); }
-
-   Iterator iteratorAt(const K& k) { return Iterator(this, findNode(k)); }
-   ConstIterator iteratorAt(const K& k) const { return ConstIterator(this, findNode(k)); }
 
    // The first member whose key is not less than k, resp. greater than k.
    Iterator lowerBound(const K& k) { return Iterator(this, lowerNode(k)); }
@@ -162,118 +118,10 @@ public:
       return true;
    }
 
-   template <bool Const>
-   class IteratorT {
-      using Value = std::conditional_t<Const, const V, V>;
-
-   public:
-      IteratorT() = default;
-      IteratorT(const IteratorT& o) { place(c_, o.c_.map, o.c_.node); }
-      IteratorT(IteratorT&& o) noexcept { take(c_, o.c_); }
-      // A mutable iterator converts to a const one.
-      template <bool C, class = std::enable_if_t<Const && !C>>
-      IteratorT(const IteratorT<C>& o) {
-         place(c_, o.c_.map, o.c_.node);
-      }
-      IteratorT& operator=(const IteratorT& o) {
-         if (this != &o) {
-            leave(c_);
-            place(c_, o.c_.map, o.c_.node);
-         }
-         return *this;
-      }
-      IteratorT& operator=(IteratorT&& o) noexcept {
-         if (this != &o) {
-            leave(c_);
-            take(c_, o.c_);
-         }
-         return *this;
-      }
-      ~IteratorT() { leave(c_); }
-
-      // True while standing on a member, erased or not.
-      explicit operator bool() const { return c_.node != nullptr; }
-      const K& key() const { return c_.node->key; }
-      Value& value() const { return c_.node->value; }
-      std::pair<const K&, Value&> operator*() const { return {c_.node->key, c_.node->value}; }
-
-      IteratorT& operator++() {
-         advance(c_);
-         return *this;
-      }
-
-      template <bool C>
-      bool operator==(const IteratorT<C>& o) const {
-         return c_.node == o.c_.node;
-      }
-
-   private:
-      friend class RbTreeMap;
-      template <bool>
-      friend class IteratorT;
-      IteratorT(const RbTreeMap* map, Node* node) { place(c_, map, node); }
-
-      Cursor c_;
-   };
-
 private:
-   // Puts an idle cursor on n, a live member of map, an erased member, or null.
-   static void place(Cursor& c, const RbTreeMap* map, Node* n) {
-      c.map = map;
-      c.node = n;
-      if (!n) return;
-      if (n->erased()) {
-         ++n->pins;
-      } else {
-         c.next = map->cursors_;
-         if (c.next) c.next->pprev = &c.next;
-         map->cursors_ = &c;
-         c.pprev = &map->cursors_;
-      }
-   }
-
-   static void unregister(Cursor& c) {
-      *c.pprev = c.next;
-      if (c.next) c.next->pprev = c.pprev;
-      c.pprev = nullptr;
-   }
-
-   static void leave(Cursor& c) {
-      if (c.pprev) {
-         unregister(c);
-      } else if (c.node && --c.node->pins == 0) {
-         delete c.node;
-      }
-      c.node = nullptr;
-   }
-
-   // Moves o's position into the idle c, leaving o idle.
-   static void take(Cursor& c, Cursor& o) {
-      c = o;
-      if (c.pprev) {
-         *c.pprev = &c;
-         if (c.next) c.next->pprev = &c.next;
-      }
-      o = Cursor{};
-   }
-
-   static void advance(Cursor& c) {
-      if (c.pprev) {
-         c.node = successor(c.node);
-         return;
-      }
-      Node* n = c.node;
-      const RbTreeMap* map = c.map;
-      Node* next = map->upperNode(n->key);
-      leave(c);
-      place(c, map, next);
-   }
-
-   void adoptCursors() {
-      if (cursors_) cursors_->pprev = &cursors_;
-      for (Cursor* c = cursors_; c; c = c->next)
-         c->map = this;
-   }
+   Node* liveSuccessor(Node* n) const { return successor(n); }
+   // Keys ordered after an erased member's are greater than its key.
+   Node* successorOfErased(const Node& n) const { return upperNode(n.key); }
 
    static bool isRed(const Node* n) { return n && n->red; }
 
@@ -517,21 +365,7 @@ private:
    void remove(Node* n) {
       unlink(n);
       --size_;
-      size_t pins = 0;
-      for (Cursor* c = cursors_; c;) {
-         Cursor* next = c->next;
-         if (c->node == n) {
-            unregister(*c);
-            ++pins;
-         }
-         c = next;
-      }
-      if (pins) {
-         n->parent = n;
-         n->pins = pins;
-      } else {
-         delete n;
-      }
+      cursors_.retire(n);
    }
 
    // Frees a subtree, except members marked as erased, which iterators still hold: their pin
@@ -566,7 +400,7 @@ private:
 
    Node* root_ = nullptr;
    size_t size_ = 0;
-   mutable Cursor* cursors_ = nullptr;
+   mutable MapCursorList<RbTreeMap> cursors_;
    [[no_unique_address]] Less less_;
 };
 

@@ -1,4 +1,5 @@
 #include "norv/HashMap.h"
+#include "tests/norv/MapKeys.h"
 
 #include <gtest/gtest.h>
 
@@ -13,13 +14,7 @@ namespace {
 
 using Map = Norv::HashMap<uint32_t, int>;
 
-template <class M>
-auto keysOf(const M& m) {
-   std::vector<std::remove_cvref_t<decltype(m.begin().key())>> keys;
-   for (auto&& [k, v] : m)
-      keys.push_back(k);
-   return keys;
-}
+using NorvTest::keysOf;
 
 // Ascending by mirrored hash: the order every walk must produce.
 template <class K>

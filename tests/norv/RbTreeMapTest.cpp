@@ -1,4 +1,5 @@
 #include "norv/RbTreeMap.h"
+#include "tests/norv/MapKeys.h"
 
 #include <gtest/gtest.h>
 
@@ -15,13 +16,7 @@ namespace {
 
 using Tree = Norv::RbTreeMap<int, int>;
 
-template <class M>
-auto keysOf(const M& m) {
-   std::vector<std::remove_cvref_t<decltype(m.begin().key())>> keys;
-   for (auto&& [k, v] : m)
-      keys.push_back(k);
-   return keys;
-}
+using NorvTest::keysOf;
 
 TEST(RbTreeMap, KeyOrderAndBounds) {
    Tree t;
