@@ -1,4 +1,5 @@
-// The cost of being observed: the same collection mutation with and without one notifiee.
+// The cost of being observed: the same collection mutations with and without one notifiee,
+// both for members changed in place and for members that come and go.
 #include <benchmark/benchmark.h>
 
 #include "norv/Attributes.h"
@@ -55,6 +56,31 @@ void mutate(benchmark::State& state, Table& t) {
    }
    state.SetItemsProcessed(state.iterations() * kKeys);
 }
+
+// Members that come and go: each round adds every key and removes it again.
+void churn(benchmark::State& state, Table& t) {
+   for (auto _ : state) {
+      for (uint32_t k = kKeys; k < 2 * kKeys; ++k)
+         t.entryIs(k, k);
+      for (uint32_t k = kKeys; k < 2 * kKeys; ++k)
+         t.entryDel(k);
+   }
+   state.SetItemsProcessed(state.iterations() * kKeys * 2);
+}
+
+void BM_ChurnUnobserved(benchmark::State& state) {
+   auto t = filledTable();
+   churn(state, *t);
+}
+BENCHMARK(BM_ChurnUnobserved);
+
+void BM_ChurnObserved(benchmark::State& state) {
+   auto t = filledTable();
+   Norv::Ptr<Watcher> w = new Watcher(t);
+   churn(state, *t);
+   benchmark::DoNotOptimize(w->sum());
+}
+BENCHMARK(BM_ChurnObserved);
 
 void BM_MutationUnobserved(benchmark::State& state) {
    auto t = filledTable();

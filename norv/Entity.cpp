@@ -13,6 +13,39 @@ const Type& Entity::fwkType() const {
 
 Entity::~Entity() = default;
 
+namespace {
+std::vector<const Entity*>& deferred() {
+   static std::vector<const Entity*> list;
+   return list;
+}
+} // namespace
+
+void Entity::norvLastReferenceGone() const {
+   if (detail::deliveryDepth == 0) {
+      delete this;
+   } else {
+      detail::deferDestruction(this);
+   }
+}
+
+namespace detail {
+
+void deferDestruction(const Entity* e) {
+   deferred().push_back(e);
+   deferredPending = true;
+}
+
+void destroyDeferred() {
+   // Destructors may release more entities; with no delivery under way they go at once.
+   auto list = std::move(deferred());
+   deferred().clear();
+   deferredPending = false;
+   for (const Entity* e : list)
+      delete e;
+}
+
+} // namespace detail
+
 size_t Entity::notifieeCount() const {
    return static_cast<size_t>(std::count_if(notifiees_.begin(), notifiees_.end(),
                                             [](NotifieeBase* n) { return n != nullptr; }));
@@ -40,7 +73,7 @@ void Entity::compactNotifiees() const {
 }
 
 NotifieeBase::NotifieeBase(Reactor* reactor, Ptr<const Entity> notifier)
-    : reactor_(reactor), reactorCounted_(reactor), notifier_(std::move(notifier)) {
+    : reactor_(reactor), notifier_(std::move(notifier)) {
    if (reactor_) reactor_->norvAddNotifiee(this);
    if (notifier_) notifier_->norvAttach(this);
    norvRefresh();
@@ -66,7 +99,7 @@ void NotifieeBase::rebind(Ptr<const Entity> notifier) {
 }
 
 void NotifieeBase::norvImmediateAll() {
-   detail::Hold reactor(reactorCounted_);
+   detail::DeliveryScope scope(*notifier_);
    for (auto hook : immediates_) {
       if (!notifier_ || !norvDeliverable()) return;
       hook(this);

@@ -18,6 +18,7 @@ inline unsigned batchDepth = 0;
 inline bool batchOpen() {
    return batchDepth > 0;
 }
+void destroyDeferred();
 } // namespace detail
 
 // An entity: a counted object with a run-time type, typed attributes and notifiees that are
@@ -36,6 +37,10 @@ public:
    size_t notifieeCount() const;
 
    // Framework internals: notifiee registration and delivery.
+   void norvDeliveryBegins() const { ++delivering_; }
+   void norvDeliveryEnds() const {
+      if (--delivering_ == 0 && holes_) compactNotifiees();
+   }
    void norvAttach(NotifieeBase* n) const;
    void norvDetach(NotifieeBase* n) const;
 
@@ -44,15 +49,18 @@ public:
    void norvDeliver(F&& call) const;
 
    // A change of a keyed member: delivered now, or recorded by an open batch.
-   template <class N, class K>
-   void norvNotifyKey(const char* attr, const K& key,
-                      std::type_identity_t<void (*)(N&, const K&)> fn) const;
+   // `fn` is a captureless lambda calling the notifiee's handler: known at compile time, so the
+   // delivery loop calls the handler directly.
+   template <class N, class K, class F>
+   void norvNotifyKey(const char* attr, const K& key, F fn) const;
    // A change of a scalar attribute.
-   template <class N>
-   void norvNotify(const char* attr, void (*fn)(N&)) const;
+   template <class N, class F>
+   void norvNotify(const char* attr, F fn) const;
 
 protected:
    ~Entity() override;
+   void norvLastReferenceGone() const override;
+   friend void detail::destroyDeferred();
 
 private:
    void compactNotifiees() const;
@@ -71,7 +79,6 @@ public:
    virtual ~NotifieeBase();
 
    Reactor* reactor() const { return reactor_; }
-   const RefCounted* norvReactorCounted() const { return reactorCounted_; }
    bool notificationActive() const { return active_; }
    void notificationActiveIs(bool v) {
       active_ = v;
@@ -95,7 +102,6 @@ protected:
 
 private:
    Reactor* reactor_;
-   const RefCounted* reactorCounted_;
    Ptr<const Entity> notifier_;
    bool active_ = true;
    bool deliverable_ = true;
@@ -185,21 +191,30 @@ private:
    void (*fn_)(N&);
 };
 
-// Holds a counted reference for the length of a scope, unless the object is still under
-// construction (no reference yet), where taking one would free it on release.
-class Hold {
+// While any notification is being delivered, an entity whose last reference goes is not
+// destroyed at once but when the outermost delivery ends: no handler can free the entity that
+// is notifying, or the reactor whose handler is running, under the delivery loop. One counter
+// for all deliveries costs less than holding references for each.
+inline unsigned deliveryDepth = 0;
+inline bool deferredPending = false;
+void deferDestruction(const Entity* e);
+void destroyDeferred();
+
+class DeliveryScope {
 public:
-   explicit Hold(const RefCounted* o) : held_(o && o->references() > 0 ? o : nullptr) {
-      if (held_) held_->norvRef();
+   explicit DeliveryScope(const Entity& e) : e_(e) {
+      ++deliveryDepth;
+      e_.norvDeliveryBegins();
    }
-   ~Hold() {
-      if (held_) held_->norvUnref();
+   ~DeliveryScope() noexcept(false) {
+      e_.norvDeliveryEnds();
+      if (--deliveryDepth == 0 && deferredPending) destroyDeferred();
    }
-   Hold(const Hold&) = delete;
-   Hold& operator=(const Hold&) = delete;
+   DeliveryScope(const DeliveryScope&) = delete;
+   DeliveryScope& operator=(const DeliveryScope&) = delete;
 
 private:
-   const RefCounted* held_;
+   const Entity& e_;
 };
 
 } // namespace detail
@@ -209,35 +224,31 @@ void Entity::norvDeliver(F&& call) const {
    // Notifiees added during delivery are not called for this change: they bound after it.
    const size_t n = notifiees_.size();
    if (n == 0) return;
-   detail::Hold self(this);
-   ++delivering_;
+   detail::DeliveryScope scope(*this);
    for (size_t i = 0; i < n; ++i) {
       NotifieeBase* nb = notifiees_[i];
       if (!nb || !nb->norvDeliverable()) continue;
-      // The reactor stays alive while its handler runs, even if the handler drops the last
-      // other reference to it.
-      detail::Hold reactor(nb->norvReactorCounted());
       call(*static_cast<N*>(nb));
    }
-   if (--delivering_ == 0 && holes_) compactNotifiees();
 }
 
-template <class N, class K>
-void Entity::norvNotifyKey(const char* attr, const K& key,
-                           std::type_identity_t<void (*)(N&, const K&)> fn) const {
+template <class N, class K, class F>
+void Entity::norvNotifyKey(const char* attr, const K& key, F fn) const {
    if (notifiees_.empty()) return;
    if (detail::batchOpen()) {
-      detail::batchRecord(new detail::PendingKey<N, K>(this, attr, key, fn));
+      void (*call)(N&, const K&) = fn;
+      detail::batchRecord(new detail::PendingKey<N, K>(this, attr, key, call));
       return;
    }
    norvDeliver<N>([&](N& n) { fn(n, key); });
 }
 
-template <class N>
-void Entity::norvNotify(const char* attr, void (*fn)(N&)) const {
+template <class N, class F>
+void Entity::norvNotify(const char* attr, F fn) const {
    if (notifiees_.empty()) return;
    if (detail::batchOpen()) {
-      detail::batchRecord(new detail::PendingScalar<N>(this, attr, fn));
+      void (*call)(N&) = fn;
+      detail::batchRecord(new detail::PendingScalar<N>(this, attr, call));
       return;
    }
    norvDeliver<N>([&](N& n) { fn(n); });

@@ -37,12 +37,15 @@ public:
       } else {
          left = --count_;
       }
-      if (left == 0) delete this;
+      if (left == 0) norvLastReferenceGone();
    }
    uint32_t references() const { return count_; }
 
 protected:
    virtual ~RefCounted() = default;
+   // The count reached zero. Entities override this to postpone their end while a
+   // notification is being delivered.
+   virtual void norvLastReferenceGone() const { delete this; }
 
 private:
    alignas(uint32_t) mutable uint32_t count_ = 0;
