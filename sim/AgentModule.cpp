@@ -152,19 +152,16 @@ void clockCmd(Simulator& s, const Args& a) {
    const std::string& w = a.word(0, "time (+S to advance, or S)");
    a.atMost(1);
    auto& am = Norv::activityManager();
+   const bool relative = w[0] == '+';
+   const double v = Args({relative ? w.substr(1) : w}).real(0, "time");
+   const double target = relative ? am.now() + v : v;
+   if (v < 0 || target < am.now()) throw Error("time " + w + " is in the past");
    if (am.realTime()) {
-      const double secs = Args({w[0] == '+' ? w.substr(1) : w}).real(0, "time");
-      am.runFor(secs);
-      return;
-   }
-   if (w[0] == '+') {
-      am.advanceBy(Args({w.substr(1)}).real(0, "time"));
+      am.runFor(target - am.now());
    } else {
-      const double t = a.real(0, "time");
-      if (t < am.now()) throw Error("time " + w + " is in the past");
-      am.advanceTo(t);
+      am.advanceTo(target);
+      s.out() << "clock " << am.now() << "\n";
    }
-   s.out() << "clock " << am.now() << "\n";
 }
 
 void showCapabilities(Simulator& s, const Args& a) {
