@@ -42,7 +42,7 @@ TEST(SimInput, BadInputGivesFileLineAndAClearMessage) {
        {"end\n", "t.scn:1: 'end' without 'batch'\n"},
        {"batch\ndevice add 1\n", "t.scn:2: 'batch' without 'end'\n"},
        {"clock +abc\n", "t.scn:1: bad time 'abc': not a number\n"},
-      {"clock 5\nclock 4\n", "t.scn:2: time 4 is in the past\n"},
+       {"clock 5\nclock 4\n", "t.scn:2: time 4 is in the past\n"},
        {"trace text Foo/x\n", ""}, // message text belongs to the trace parser; checked below
    };
    for (const auto& [text, expected] : cases) {
