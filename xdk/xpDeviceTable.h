@@ -29,7 +29,7 @@ public:
    }
 
    XP_STATUS getNumOfEntry(xpsDevice_t devId, uint32_t& numOfEntry) {
-      if (auto injected = enterOp("getNumOfEntry")) return *injected;
+      if (auto injected = enterOp(opGetNumOfEntry_)) return *injected;
       numOfEntry = 0;
       if (XP_STATUS status = checkDevice(devId)) return status;
       numOfEntry = static_cast<uint32_t>(tables_[devId]->size());
@@ -37,14 +37,14 @@ public:
    }
 
    XP_STATUS readEntry(xpsDevice_t devId, uint32_t index, Entry* entry) {
-      if (auto injected = enterOp("readEntry")) return *injected;
+      if (auto injected = enterOp(opReadEntry_)) return *injected;
       if (XP_STATUS status = checkEntry(devId, index, entry)) return status;
       *entry = (*tables_[devId])[index];
       return XP_NO_ERR;
    }
 
    XP_STATUS writeEntry(xpsDevice_t devId, uint32_t index, const Entry* entry) {
-      if (auto injected = enterOp("writeEntry")) return *injected;
+      if (auto injected = enterOp(opWriteEntry_)) return *injected;
       if (XP_STATUS status = checkEntry(devId, index, entry)) return status;
       (*tables_[devId])[index] = *entry;
       return XP_NO_ERR;
@@ -95,4 +95,8 @@ private:
    }
 
    std::array<std::optional<std::vector<Entry>>, XP_MAX_DEVICES> tables_;
+   // Slots of the table's own operations, found once: they run once per entry.
+   size_t opGetNumOfEntry_ = opSlot("getNumOfEntry");
+   size_t opReadEntry_ = opSlot("readEntry");
+   size_t opWriteEntry_ = opSlot("writeEntry");
 };

@@ -50,13 +50,17 @@ public:
 protected:
    // Called on every table access, so the common case (a name seen before, nothing injected)
    // is a short pointer scan over the manager's few operations.
-   std::optional<XP_STATUS> enterOp(std::string_view op) {
-      const size_t i = slotFor(op);
+   std::optional<XP_STATUS> enterOp(std::string_view op) { return enterOp(slotFor(op)); }
+   // The same for an operation whose slot the manager looked up once with opSlot(), for
+   // operations on the per-entry path.
+   std::optional<XP_STATUS> enterOp(size_t i) {
       ++hot_[i].calls;
       if (injectedTotal_ == 0) [[likely]]
          return std::nullopt;
       return takeInjected(i);
    }
+
+   size_t opSlot(std::string_view op) { return slotByName(op); }
 
 private:
    // Hot and cold halves of an operation's record, kept apart so the scan stays in one line.
