@@ -263,14 +263,17 @@ const char* const scenario =
     R"(# Stages and SE profiles: a chip comes up with its six stages, and
 # rule lists get (or fail to get) an SE profile at a stage.
 echo == stages: stage layout, hardware capability, SE profiles
+echo -- device 1 is down: no stages yet; it comes up with its six stages
 show stages 1
 device up 1
 show stages 1
 show stages 1 2
 show hwcap 1
+echo -- rule list 10 (SIP /16, DIP /3) finds a profile at stage 2; rule list 11 (SIP /24) cannot
 seprofile config 1 10 2 16 3
 seprofile config 1 11 2 24 3
 show seprofile 1
+echo -- device 1 goes down: its stage and SE-profile state goes with it
 device down 1
 show seprofile 1
 )";

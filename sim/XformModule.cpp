@@ -367,16 +367,19 @@ void start(Simulator& s) {
 const char* const scenario =
     R"(# Field compression: port ranges and prefixes programmed, acknowledged, changed, removed.
 echo == xform: L4 port ranges and IP prefixes
+echo -- source ports 80 and 1000-1003 get labels 1 and 2, request 1 acknowledged
 l4 range src 0 80 80 1
 l4 range src 0 1000 1003 2
 l4 request src 0 1
 show l4 src 0
 show status src
+echo -- label of 1000-1003 changes to 5, port 80 goes, 65534-65535 come with label 3
 l4 range src 0 1000 1003 5
 l4 remove src 0 80 80
 l4 range src 0 65534 65535 3
 l4 request src 0 2
 show l4 src 0
+echo -- a prefix set is attempted (indexes only), acknowledged, then activated (written)
 prefix attempt src4 0 10.0.0.0/8 7
 prefix attempt src4 0 192.168.1.0/24 9
 prefix attempt src6 0 2001:db8::/32 12
@@ -386,6 +389,7 @@ show status src4
 prefix activate src4 0 2
 prefix activate src6 0 2
 show prefix src4 0
+echo -- 10.0.0.0/8 is replaced by 172.16.0.0/12 in a second request
 prefix drop src4 0 10.0.0.0/8
 prefix attempt src4 0 172.16.0.0/12 11
 prefix request attempted src4 0 3
@@ -394,6 +398,7 @@ prefix activate src4 0 4
 prefix activate src6 0 4
 show prefix src4 0
 show status src4
+echo -- the chip's configuration is removed: its entries and acknowledgements go
 l4 chip-remove src 0
 prefix chip-remove src4 0
 prefix chip-remove src6 0
