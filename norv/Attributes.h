@@ -171,3 +171,17 @@ public:                                                                         
    void name##DelAll() {                                                                       \
       name##_.delAll();                                                                        \
    }
+
+// A reactor's notifiee that forwards one keyed attribute of its input to the reactor's pair of
+// handlers: onAttr(key) to handler(key) and the whole attribute to handler().
+#define NORV_FORWARDING_NOTIFIEE(Class, Input, Reactor, Attr, Key, handler)                    \
+   class Class : public Input::NotifieeConst {                                                 \
+   public:                                                                                     \
+      Class(Reactor* reactor, ::Norv::Ptr<const Input> notifier)                               \
+          : NotifieeConst(reactor, std::move(notifier)), reactor_(reactor) {}                  \
+      void on##Attr(const Key& key) override { reactor_->handler(key); }                       \
+      void on##Attr() override { reactor_->handler(); }                                        \
+                                                                                               \
+   private:                                                                                    \
+      Reactor* reactor_;                                                                       \
+   };

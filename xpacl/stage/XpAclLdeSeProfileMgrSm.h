@@ -19,32 +19,12 @@ inline constexpr uint8_t kSeProfileIdNotAvailable = 8;
 class AaclChipRuleListLdeSeProfileMgrSm : public Norv::Reactor {
 public:
    NORV_ENTITY("XpAcl::AaclChipRuleListLdeSeProfileMgrSm")
-   class NorvConfigEntry : public AaclSeProfileConfigEntry::NotifieeConst {
-   public:
-      NorvConfigEntry(AaclChipRuleListLdeSeProfileMgrSm* reactor,
-                      Norv::Ptr<const AaclSeProfileConfigEntry> n)
-          : NotifieeConst(reactor, std::move(n)), reactor_(reactor) {}
-      void onMaskGroupDescriptor(const Orim::StageId& stageId) override {
-         reactor_->handleMaskGroupDescriptor(stageId);
-      }
-      void onMaskGroupDescriptor() override { reactor_->handleMaskGroupDescriptor(); }
-
-   private:
-      AaclChipRuleListLdeSeProfileMgrSm* reactor_;
-   };
-   class NorvChipAaclStageStatus : public AaclChipStageStatus::NotifieeConst {
-   public:
-      NorvChipAaclStageStatus(AaclChipRuleListLdeSeProfileMgrSm* reactor,
-                              Norv::Ptr<const AaclChipStageStatus> n)
-          : NotifieeConst(reactor, std::move(n)), reactor_(reactor) {}
-      void onAaclStageDescriptor(const Orim::StageId& stageId) override {
-         reactor_->handleMaskGroupDescriptor(stageId);
-      }
-      void onAaclStageDescriptor() override { reactor_->handleMaskGroupDescriptor(); }
-
-   private:
-      AaclChipRuleListLdeSeProfileMgrSm* reactor_;
-   };
+   NORV_FORWARDING_NOTIFIEE(NorvConfigEntry, AaclSeProfileConfigEntry,
+                            AaclChipRuleListLdeSeProfileMgrSm, MaskGroupDescriptor,
+                            Orim::StageId, handleMaskGroupDescriptor)
+   NORV_FORWARDING_NOTIFIEE(NorvChipAaclStageStatus, AaclChipStageStatus,
+                            AaclChipRuleListLdeSeProfileMgrSm, AaclStageDescriptor,
+                            Orim::StageId, handleMaskGroupDescriptor)
 
    AaclChipRuleListLdeSeProfileMgrSm(const Orim::ChipRuleListId& chipRuleListId,
                                      Norv::Ptr<const AaclSeProfileConfigEntry> configEntry,
@@ -82,19 +62,9 @@ private:
 class AaclChipLdeSeProfileMgrSm : public Norv::Reactor {
 public:
    NORV_ENTITY("XpAcl::AaclChipLdeSeProfileMgrSm")
-   class NorvChipSearchProfileConfig : public AaclChipSeProfileConfig::NotifieeConst {
-   public:
-      NorvChipSearchProfileConfig(AaclChipLdeSeProfileMgrSm* reactor,
-                                  Norv::Ptr<const AaclChipSeProfileConfig> n)
-          : NotifieeConst(reactor, std::move(n)), reactor_(reactor) {}
-      void onConfigEntry(const Orim::ChipRuleListId& chipRuleListId) override {
-         reactor_->handleSeProfileConfigForChipRuleList(chipRuleListId);
-      }
-      void onConfigEntry() override { reactor_->handleSeProfileConfigForChipRuleList(); }
-
-   private:
-      AaclChipLdeSeProfileMgrSm* reactor_;
-   };
+   NORV_FORWARDING_NOTIFIEE(NorvChipSearchProfileConfig, AaclChipSeProfileConfig,
+                            AaclChipLdeSeProfileMgrSm, ConfigEntry, Orim::ChipRuleListId,
+                            handleSeProfileConfigForChipRuleList)
 
    AaclChipLdeSeProfileMgrSm(const Orim::ChipId& chipId,
                              Norv::Ptr<const AaclChipSeProfileConfig> chipSearchProfileConfig,
@@ -145,18 +115,8 @@ private:
 class AaclLdeSeProfileMgrSm : public Norv::Reactor {
 public:
    NORV_ENTITY("XpAcl::AaclLdeSeProfileMgrSm")
-   class NorvAaclStageStatus : public AaclStageStatus::NotifieeConst {
-   public:
-      NorvAaclStageStatus(AaclLdeSeProfileMgrSm* reactor, Norv::Ptr<const AaclStageStatus> n)
-          : NotifieeConst(reactor, std::move(n)), reactor_(reactor) {}
-      void onAaclChipStageStatus(const Orim::ChipId& chipId) override {
-         reactor_->handleChipStageStatus(chipId);
-      }
-      void onAaclChipStageStatus() override { reactor_->handleChipStageStatus(); }
-
-   private:
-      AaclLdeSeProfileMgrSm* reactor_;
-   };
+   NORV_FORWARDING_NOTIFIEE(NorvAaclStageStatus, AaclStageStatus, AaclLdeSeProfileMgrSm,
+                            AaclChipStageStatus, Orim::ChipId, handleChipStageStatus)
 
    AaclLdeSeProfileMgrSm(Norv::Ptr<AaclSeProfileConfig> seProfileConfig,
                          Norv::Ptr<AaclSeProfileStatus> seProfileStatus,

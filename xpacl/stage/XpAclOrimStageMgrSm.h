@@ -61,18 +61,8 @@ private:
 class AaclStageMgrSm : public Norv::Reactor {
 public:
    NORV_ENTITY("XpAcl::AaclStageMgrSm")
-   class NorvActiveXpDeviceColl : public XpXdk::XpDeviceIdColl::NotifieeConst {
-   public:
-      NorvActiveXpDeviceColl(AaclStageMgrSm* reactor, Norv::Ptr<const XpXdk::XpDeviceIdColl> n)
-          : NotifieeConst(reactor, std::move(n)), reactor_(reactor) {}
-      void onDeviceId(const XpXdk::XpDeviceId& deviceId) override {
-         reactor_->handleXpDevice(deviceId);
-      }
-      void onDeviceId() override { reactor_->handleXpDevice(); }
-
-   private:
-      AaclStageMgrSm* reactor_;
-   };
+   NORV_FORWARDING_NOTIFIEE(NorvActiveXpDeviceColl, XpXdk::XpDeviceIdColl, AaclStageMgrSm,
+                            DeviceId, XpXdk::XpDeviceId, handleXpDevice)
 
    AaclStageMgrSm(Norv::Ptr<const XpXdk::XpDeviceIdColl> activeXpDeviceColl,
                   Norv::Ptr<const XpSystem::SystemStatus> systemStatus,

@@ -21,20 +21,11 @@ class L4PortXformSm : public Norv::ArmedReactor {
 public:
    NORV_ENTITY("XpAcl::L4PortXformSm")
 
-   using NorvActiveXpDeviceColl = NorvXpDeviceCollOf<L4PortXformSm>;
+   NORV_FORWARDING_NOTIFIEE(NorvActiveXpDeviceColl, XpXdk::XpDeviceIdColl, L4PortXformSm,
+                            DeviceId, XpXdk::XpDeviceId, handleXpDevice)
 
-   class NorvPortRangeConfig : public Orim::PortRangeConfig::NotifieeConst {
-   public:
-      NorvPortRangeConfig(L4PortXformSm* sm, Norv::Ptr<const Orim::PortRangeConfig> cfg)
-          : NotifieeConst(sm, std::move(cfg)), l4PortXformSm_(sm) {}
-      void onChipPortRangeConfig(const Orim::ChipId& chipId) override {
-         l4PortXformSm_->handleChipPortRangeConfig(chipId);
-      }
-      void onChipPortRangeConfig() override { l4PortXformSm_->handleChipPortRangeConfig(); }
-
-   private:
-      L4PortXformSm* l4PortXformSm_;
-   };
+   NORV_FORWARDING_NOTIFIEE(NorvPortRangeConfig, Orim::PortRangeConfig, L4PortXformSm,
+                            ChipPortRangeConfig, Orim::ChipId, handleChipPortRangeConfig)
 
    // One chip's ranges: writes them while the chip's device is active, and acknowledges the
    // chip's requests.

@@ -24,20 +24,11 @@ class PrefixXformSm : public Norv::ArmedReactor {
 public:
    NORV_ENTITY("XpAcl::PrefixXformSm")
 
-   using NorvActiveXpDeviceColl = NorvXpDeviceCollOf<PrefixXformSm>;
+   NORV_FORWARDING_NOTIFIEE(NorvActiveXpDeviceColl, XpXdk::XpDeviceIdColl, PrefixXformSm,
+                            DeviceId, XpXdk::XpDeviceId, handleXpDevice)
 
-   class NorvPrefixConfig : public Orim::IpGenPrefixConfig::NotifieeConst {
-   public:
-      NorvPrefixConfig(PrefixXformSm* sm, Norv::Ptr<const Orim::IpGenPrefixConfig> cfg)
-          : NotifieeConst(sm, std::move(cfg)), prefixXformSm_(sm) {}
-      void onChipIpGenPrefixConfig(const Orim::ChipId& chipId) override {
-         prefixXformSm_->handleChipIpGenPrefixConfig(chipId);
-      }
-      void onChipIpGenPrefixConfig() override { prefixXformSm_->handleChipIpGenPrefixConfig(); }
-
-   private:
-      PrefixXformSm* prefixXformSm_;
-   };
+   NORV_FORWARDING_NOTIFIEE(NorvPrefixConfig, Orim::IpGenPrefixConfig, PrefixXformSm,
+                            ChipIpGenPrefixConfig, Orim::ChipId, handleChipIpGenPrefixConfig)
 
    // One chip's prefixes: the indexes of the request being attempted and of the set in force.
    class NorvChipPrefixConfig : public Norv::Reactor,
