@@ -11,21 +11,32 @@
 class aaclL4PortEntry {
 public:
    static constexpr size_t kLabelByte = 5;
+   static constexpr size_t kBytes = 8;
 
    aaclL4PortEntry() = default;
 
    uint16_t getXformedL4Port() const {
-      return static_cast<uint16_t>(bytes_[kLabelByte] | bytes_[kLabelByte + 1] << 8);
+      return static_cast<uint16_t>(byte(kLabelByte) | byte(kLabelByte + 1) << 8);
    }
    void setXformedL4Port(uint16_t label) {
-      bytes_[kLabelByte] = static_cast<uint8_t>(label);
-      bytes_[kLabelByte + 1] = static_cast<uint8_t>(label >> 8);
+      constexpr uint64_t mask = uint64_t{0xffff} << (8 * kLabelByte);
+      raw_ = (raw_ & ~mask) | uint64_t{label} << (8 * kLabelByte);
    }
-   const std::array<uint8_t, 8>& bytes() const { return bytes_; }
+   std::array<uint8_t, kBytes> bytes() const {
+      std::array<uint8_t, kBytes> out{};
+      for (size_t i = 0; i < kBytes; ++i)
+         out[i] = byte(i);
+      return out;
+   }
    bool operator==(const aaclL4PortEntry&) const = default;
 
 private:
-   std::array<uint8_t, 8> bytes_{};
+   // Byte i of the record is bits 8i..8i+7 of one word, whatever the host's byte order. A word
+   // rather than a byte array, because stores of bytes may alias anything and would make every
+   // table write reload the whole access path.
+   uint8_t byte(size_t i) const { return static_cast<uint8_t>(raw_ >> (8 * i)); }
+
+   uint64_t raw_ = 0;
 };
 
 // The L4 port tables. Two instances run, one per direction: instance 1 of the id table is the

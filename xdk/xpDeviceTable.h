@@ -5,8 +5,7 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
-#include <vector>
+#include <memory>
 
 // A manager whose table is a plain array of Entry per device, sized from the device's profile
 // when the device is added. A fresh table holds value-initialised entries, the chip's reset
@@ -17,14 +16,17 @@ class xpDeviceTable : public xpPrimitiveMgr {
 public:
    XP_STATUS addDevice(xpsDevice_t devId, const xpDeviceProfile& profile) override {
       if (!xpIsValidDevId(devId)) return invalidDevice(devId);
-      if (tables_[devId]) return XP_ERR_DEVICE_EXISTS;
-      tables_[devId].emplace(tableSize(profile));
+      Table& table = tables_[devId];
+      if (table.data) return XP_ERR_DEVICE_EXISTS;
+      const uint32_t size = tableSize(profile);
+      table.data = std::make_unique<Entry[]>(size);
+      table.size = size;
       return XP_NO_ERR;
    }
 
    XP_STATUS removeDevice(xpsDevice_t devId) override {
       if (XP_STATUS status = checkDevice(devId)) return status;
-      tables_[devId].reset();
+      tables_[devId] = Table{};
       return XP_NO_ERR;
    }
 
@@ -32,21 +34,21 @@ public:
       if (auto injected = enterOp(opGetNumOfEntry_)) return *injected;
       numOfEntry = 0;
       if (XP_STATUS status = checkDevice(devId)) return status;
-      numOfEntry = static_cast<uint32_t>(tables_[devId]->size());
+      numOfEntry = tables_[devId].size;
       return XP_NO_ERR;
    }
 
    XP_STATUS readEntry(xpsDevice_t devId, uint32_t index, Entry* entry) {
       if (auto injected = enterOp(opReadEntry_)) return *injected;
       if (XP_STATUS status = checkEntry(devId, index, entry)) return status;
-      *entry = (*tables_[devId])[index];
+      *entry = tables_[devId].data[index];
       return XP_NO_ERR;
    }
 
    XP_STATUS writeEntry(xpsDevice_t devId, uint32_t index, const Entry* entry) {
       if (auto injected = enterOp(opWriteEntry_)) return *injected;
       if (XP_STATUS status = checkEntry(devId, index, entry)) return status;
-      (*tables_[devId])[index] = *entry;
+      tables_[devId].data[index] = *entry;
       return XP_NO_ERR;
    }
 
@@ -56,7 +58,7 @@ protected:
 
    XP_STATUS checkDevice(xpsDevice_t devId) const {
       if (!xpIsValidDevId(devId)) return invalidDevice(devId);
-      if (!tables_[devId]) {
+      if (!tables_[devId].data) {
          XP_LOG(XP_LOG_MODULE_PRIMITIVE, XP_LOG_ERROR,
                 "The device %d is not added in primitive manager\n", devId);
          return XP_ERR_DEVICE_NOT_ADDED;
@@ -71,21 +73,21 @@ protected:
                 devId);
          return XP_ERR_NULL_POINTER;
       }
-      if (index >= tables_[devId]->size()) {
+      if (index >= tables_[devId].size) {
          XP_LOG(XP_LOG_MODULE_PRIMITIVE, XP_LOG_ERROR,
-                "Invalid index %u on device %d: the table has %zu entries\n", index, devId,
-                tables_[devId]->size());
+                "Invalid index %u on device %d: the table has %u entries\n", index, devId,
+                tables_[devId].size);
          return XP_ERR_INVALID_INDEX;
       }
       return XP_NO_ERR;
    }
 
    // The entries of an added device, bypassing counting and checks; nullptr if not added.
-   std::vector<Entry>* entries(xpsDevice_t devId) {
-      return xpIsValidDevId(devId) && tables_[devId] ? &*tables_[devId] : nullptr;
+   Entry* entries(xpsDevice_t devId) {
+      return xpIsValidDevId(devId) ? tables_[devId].data.get() : nullptr;
    }
-   const std::vector<Entry>* entries(xpsDevice_t devId) const {
-      return xpIsValidDevId(devId) && tables_[devId] ? &*tables_[devId] : nullptr;
+   const Entry* entries(xpsDevice_t devId) const {
+      return xpIsValidDevId(devId) ? tables_[devId].data.get() : nullptr;
    }
 
 private:
@@ -94,9 +96,15 @@ private:
       return XP_ERR_INVALID_DEV_ID;
    }
 
-   std::array<std::optional<std::vector<Entry>>, XP_MAX_DEVICES> tables_;
-   // Slots of the table's own operations, found once: they run once per entry.
-   size_t opGetNumOfEntry_ = opSlot("getNumOfEntry");
-   size_t opReadEntry_ = opSlot("readEntry");
-   size_t opWriteEntry_ = opSlot("writeEntry");
+   // One flat record per device, so that checking an access is two loads and a compare: the
+   // model sits on the driver's per-entry path.
+   struct Table {
+      std::unique_ptr<Entry[]> data; // null while the device is not added
+      uint32_t size = 0;
+   };
+   std::array<Table, XP_MAX_DEVICES> tables_;
+   // The table's own operations, found once: they run once per entry.
+   OpRef opGetNumOfEntry_ = opRef("getNumOfEntry");
+   OpRef opReadEntry_ = opRef("readEntry");
+   OpRef opWriteEntry_ = opRef("writeEntry");
 };

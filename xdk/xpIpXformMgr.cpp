@@ -23,14 +23,14 @@ XP_STATUS xpIpXformMgr::writeEntry(xpsDevice_t devId, uint32_t index,
                                    const xpIpXformEntry* entry) {
    if (auto injected = enterOp("writeEntry")) return *injected;
    if (XP_STATUS status = checkEntry(devId, index, entry ? &anySlot : nullptr)) return status;
-   (*entries(devId))[index] = xpIpXformSlot{*entry, true};
+   entries(devId)[index] = xpIpXformSlot{*entry, true};
    return XP_NO_ERR;
 }
 
 XP_STATUS xpIpXformMgr::removeEntry(xpsDevice_t devId, uint32_t index) {
    if (auto injected = enterOp("removeEntry")) return *injected;
    if (XP_STATUS status = checkEntry(devId, index, &anySlot)) return status;
-   xpIpXformSlot& slot = (*entries(devId))[index];
+   xpIpXformSlot& slot = entries(devId)[index];
    if (!slot.valid) return XP_ERR_NO_CHANGE;
    slot = xpIpXformSlot{};
    return XP_NO_ERR;
@@ -40,7 +40,7 @@ XP_STATUS xpIpXformMgr::readEntry(xpsDevice_t devId, uint32_t index, xpIpXformEn
                                   bool& valid, uint8_t) {
    if (auto injected = enterOp("readEntry")) return *injected;
    if (XP_STATUS status = checkEntry(devId, index, entry ? &anySlot : nullptr)) return status;
-   const xpIpXformSlot& slot = (*entries(devId))[index];
+   const xpIpXformSlot& slot = entries(devId)[index];
    *entry = slot.entry;
    valid = slot.valid;
    return XP_NO_ERR;

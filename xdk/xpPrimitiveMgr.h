@@ -50,20 +50,25 @@ public:
 protected:
    // Called on every table access, so the common case (a name seen before, nothing injected)
    // is a short pointer scan over the manager's few operations.
-   std::optional<XP_STATUS> enterOp(std::string_view op) { return enterOp(slotFor(op)); }
-   // The same for an operation whose slot the manager looked up once with opSlot(), for
-   // operations on the per-entry path.
-   std::optional<XP_STATUS> enterOp(size_t i) {
-      ++hot_[i].calls;
+   std::optional<XP_STATUS> enterOp(std::string_view op) { return enterOp(refOf(slotFor(op))); }
+
+   // An operation found once by name, for operations on the per-entry path: entering it is
+   // one increment and one test.
+   struct OpRef {
+      uint64_t* calls;
+      size_t slot;
+   };
+   OpRef opRef(std::string_view op) { return refOf(slotByName(op)); }
+   std::optional<XP_STATUS> enterOp(const OpRef& op) {
+      ++*op.calls;
       if (injectedTotal_ == 0) [[likely]]
          return std::nullopt;
-      return takeInjected(i);
+      return takeInjected(op.slot);
    }
-
-   size_t opSlot(std::string_view op) { return slotByName(op); }
 
 private:
    // Hot and cold halves of an operation's record, kept apart so the scan stays in one line.
+   // A deque, so that an OpRef's counter stays where it is as operations are added.
    struct HotSlot {
       const char* literal; // the name's storage at the call site that created the slot
       uint64_t calls;
@@ -78,11 +83,12 @@ private:
       }
       return slotByName(op);
    }
+   OpRef refOf(size_t slot) { return OpRef{&hot_[slot].calls, slot}; }
    size_t slotByName(std::string_view op);
    std::optional<size_t> findSlot(std::string_view op) const;
    std::optional<XP_STATUS> takeInjected(size_t slot);
 
-   std::vector<HotSlot> hot_;
+   std::deque<HotSlot> hot_;
    std::vector<ColdSlot> cold_;
    size_t injectedTotal_ = 0;
 };

@@ -1,8 +1,10 @@
+#include "xdk/aaclL4PortMgr.h"
 #include "xdk/xpSdk.h"
 #include "xpTestTableMgr.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 
 namespace {
@@ -80,3 +82,15 @@ TEST_F(xpDeviceTableTest, EachDeviceHasItsOwnTableFromAddToRemove) {
 }
 
 } // namespace
+
+// The record is the chip's byte layout, whatever the host's byte order.
+TEST(aaclL4PortEntryTest, LabelSitsInBytesFiveAndSixLowByteFirst) {
+   aaclL4PortEntry entry;
+   EXPECT_EQ(entry.bytes(), (std::array<uint8_t, 8>{}));
+   entry.setXformedL4Port(0x1234);
+   EXPECT_EQ(entry.bytes(), (std::array<uint8_t, 8>{0, 0, 0, 0, 0, 0x34, 0x12, 0}));
+   EXPECT_EQ(entry.getXformedL4Port(), 0x1234);
+   entry.setXformedL4Port(0xff01);
+   EXPECT_EQ(entry.bytes(), (std::array<uint8_t, 8>{0, 0, 0, 0, 0, 0x01, 0xff, 0}));
+   EXPECT_EQ(entry.getXformedL4Port(), 0xff01);
+}

@@ -23,7 +23,7 @@ public:
       if (auto injected = enterOp("clearEntry")) return *injected;
       const xpTestEntry clear{};
       if (XP_STATUS status = checkEntry(devId, index, &clear)) return status;
-      xpTestEntry& entry = (*entries(devId))[index];
+      xpTestEntry& entry = entries(devId)[index];
       if (entry == clear) return XP_ERR_NO_CHANGE;
       entry = clear;
       return XP_NO_ERR;

@@ -112,8 +112,9 @@ void L4PortXformSm::handleChipPortRangeConfig() {
                [this](const Orim::ChipId& chipId) { handleChipPortRangeConfig(chipId); });
 }
 
-void L4PortXformSm::writeEntry(XpXdk::XpDeviceId deviceId, uint32_t entryIndex,
-                               uint16_t newVal) {
+// Inlined into the per-port loops (ranges and the sweep), which run once per table entry.
+[[gnu::always_inline]] inline void
+L4PortXformSm::writeEntry(XpXdk::XpDeviceId deviceId, uint32_t entryIndex, uint16_t newVal) {
    const xpsDevice_t devId = deviceId.value();
    aaclL4PortEntry l4PortEntry;
    // clang-format off
@@ -220,9 +221,13 @@ void L4PortXformSm::NorvChipPortRangeConfig::handleInitialized() {
 
 void L4PortXformSm::NorvChipPortRangeConfig::writeRange(const Orim::L4PortRange& range,
                                                         uint16_t label) {
-   // The counter is wider than a port, so a range ending at 65535 ends.
-   for (uint32_t port = range.rangeStart; port <= range.rangeEnd; ++port) {
-      l4PortXformSm_->writeEntry(devId(), port, label);
+   // Locals, so that the loop does not fetch them again after every table write. The counter
+   // is wider than a port, so a range ending at 65535 ends.
+   L4PortXformSm* const sm = l4PortXformSm_;
+   const XpXdk::XpDeviceId dev = devId();
+   const uint32_t end = range.rangeEnd;
+   for (uint32_t port = range.rangeStart; port <= end; ++port) {
+      sm->writeEntry(dev, port, label);
    }
 }
 
