@@ -1,6 +1,7 @@
 #pragma once
 
 #include "norv/Hash.h"
+#include "norv/HashCells.h"
 #include "norv/MapCursor.h"
 
 #include <cstddef>
@@ -25,12 +26,13 @@ namespace Norv {
 // lets them.
 //
 // Layout: the members form one doubly-linked list in iteration order, so a walk is plain
-// pointer chasing. A power-of-two array of slots, indexed by the low bits of the hash, points
-// at the first member of each bucket; bucket b (the b-th range of the order) lives in the slot
-// whose index is b with its bits mirrored. A bitmap over buckets, in order, finds the next
-// occupied bucket when a member lands in an empty one. The table is allocated with
-// kInitialSlots slots on first insertion and doubles once the members outnumber the slots;
-// doubling only re-points slots, the list stays as it is.
+// pointer chasing; HashCells places them in memory in that same order, as far as it can. A
+// power-of-two array of slots, indexed by the low bits of the hash, points at the first member
+// of each bucket; bucket b (the b-th range of the order) lives in the slot whose index is b
+// with its bits mirrored. A bitmap over buckets, in order, finds the next occupied bucket when
+// a member lands in an empty one. The table is allocated with kInitialSlots slots on first
+// insertion and doubles once the members outnumber the slots; doubling only re-points slots,
+// the list stays as it is.
 //
 // Iterators on live members are registered with the map, so erasing a member finds the ones
 // standing on it without the walk paying for reference counts.
@@ -60,6 +62,7 @@ class HashMap : public MapOps<HashMap<K, V, H, Eq>, K, V> {
       };
       Node* prev = nullptr;
       [[no_unique_address]] std::conditional_t<kKeyIsHash, NoHashSlot, HashSlot> hs;
+      uint8_t cellBlock = 0;
       K key;
       V value;
 
@@ -70,16 +73,16 @@ class HashMap : public MapOps<HashMap<K, V, H, Eq>, K, V> {
    };
 
    using Cursor = MapCursor<HashMap>;
+   using Cells = HashCells<Node>;
    friend Cursor;
+   friend Cells;
    friend MapOps<HashMap, K, V>;
 
    static constexpr size_t kInitialSlots = 8;
    // From this many slots on the members outgrow the first-level cache and a walk is bound by
-   // fetching them; it then fetches the member a few buckets ahead so that the misses overlap.
+   // fetching them.
    static constexpr size_t kPrefetchSlots = size_t{1} << 11;
-   static constexpr size_t kPrefetchDistance = 16;
-   // Past this many slots the slot array itself is out of cache and is fetched a stage earlier.
-   static constexpr size_t kPrefetchSlotsTwice = size_t{1} << 16;
+   static constexpr size_t kPrefetchBytes = 8 * sizeof(Node);
 
 public:
    template <bool Const>
@@ -112,6 +115,7 @@ public:
 
    // Iterators follow the contents they stand on.
    void swap(HashMap& o) noexcept {
+      cells_.swap(o.cells_);
       std::swap(slots_, o.slots_);
       std::swap(occupied_, o.occupied_);
       std::swap(nslots_, o.nslots_);
@@ -128,13 +132,15 @@ public:
    }
 
    void clear() {
-      // Members with iterators on them leave the list first and stay until those move on.
+      // Members with iterators on them leave the list first and stay (on the heap) until those
+      // move on.
       for (Cursor* c = cursors_.head; c; c = c->next) {
          c->pprev = nullptr;
          Node* n = c->node;
          if (!n) continue;
          if (!n->erased()) {
             detach(n);
+            n = outOfCell(n);
             n->markErased();
             n->pins = 0;
          }
@@ -143,9 +149,10 @@ public:
       cursors_.head = nullptr;
       for (Node* n = head_; n;) {
          Node* next = n->next;
-         delete n;
+         cells_.destroy(n);
          n = next;
       }
+      cells_.reset();
       if (slots_) {
          std::memset(static_cast<void*>(slots_), 0, nslots_ * sizeof(Node*));
          std::memset(occupied_, 0, occupiedWords(nslots_) * sizeof(uint64_t));
@@ -195,29 +202,14 @@ private:
       return slots_[slotOfBucket(w * 64 + static_cast<size_t>(__builtin_ctzll(bits)))];
    }
 
-   // The slot of the bucket d (a power of two) places after the bucket in slot s, or nslots_
-   // if there is none. Adding to the mirrored index is a carry that runs down the slot index
-   // from the bit mirroring d: ones clear until the first zero, which is set.
-   size_t slotAhead(size_t s, size_t d) const {
-      const size_t span = nslots_ / d - 1;
-      const size_t zeros = ~s & span;
-      if (!zeros) return nslots_;
-      const size_t top = size_t{1} << (63 - __builtin_clzll(zeros));
-      return (s & ~span) | (s & (top - 1)) | top;
-   }
-
-   // A live member's successor. A large table fetches the member a few buckets ahead so that
-   // the misses of a walk overlap. (This returns the successor so that the compiler cannot
+   // A live member's successor. Members sit in memory in walk order (HashCells), a few streams
+   // of them, so a large table fetches the memory a few members past this one: by the time the
+   // walk gets there it is in cache. (This returns the successor so that the compiler cannot
    // drop it as a call without effect.)
    Node* liveSuccessor(const Node* n) const {
       if (nslots_ >= kPrefetchSlots) {
-         const size_t s = slotOf(hashOf(*n));
-         if (nslots_ >= kPrefetchSlotsTwice) {
-            const size_t far = slotAhead(s, 2 * kPrefetchDistance);
-            if (far < nslots_) __builtin_prefetch(&slots_[far]);
-         }
-         const size_t near = slotAhead(s, kPrefetchDistance);
-         if (near < nslots_) __builtin_prefetch(slots_[near]);
+         __builtin_prefetch(
+             reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(n) + kPrefetchBytes));
       }
       return n->next;
    }
@@ -276,7 +268,10 @@ private:
 
    template <class... A>
    std::pair<V*, bool> emplace(const K& k, A&&... a) {
-      if (!slots_) allocateTable(kInitialSlots);
+      if (!slots_) {
+         cells_.open(kInitialSlots);
+         allocateTable(kInitialSlots);
+      }
       const size_t h = hash_(k);
       Node* found = nullptr;
       Node* before = placeFor(k, h, &found);
@@ -285,7 +280,7 @@ private:
          grow();
          before = placeFor(k, h, &found);
       }
-      Node* n = new Node(k, std::forward<A>(a)...);
+      Node* n = cells_.make(h, k, std::forward<A>(a)...);
       if constexpr (!kKeyIsHash) {
          n->hs.hash = h;
          n->hs.seq = nextSeq_++;
@@ -325,7 +320,20 @@ private:
       }
       detach(n);
       --size_;
-      cursors_.retire(n);
+      if (cursors_.standsOn(n)) n = outOfCell(n);
+      if (!cursors_.retire(n)) cells_.destroy(n);
+   }
+
+   // A member erased under iterators outlives its cell, which a new member may want: it moves
+   // to the heap, the iterators with it. It is out of the list already.
+   Node* outOfCell(Node* n) {
+      if (!Cells::inCell(n)) return n;
+      Node* h = new Node(n->key, std::move(n->value));
+      h->hs = n->hs;
+      h->cellBlock = Cells::kHeap;
+      cursors_.repoint(n, h);
+      cells_.destroy(n);
+      return h;
    }
 
    void allocateTable(size_t count) {
@@ -344,6 +352,8 @@ private:
    // Slot s splits into s and s + nslots_. Its members are ordered by the mirrored hash, whose
    // next bit is the one that decides, so those moving to s + nslots_ are a suffix of its run.
    void grow() {
+      // Until the next growth, the table takes in as many members as it holds now.
+      cells_.open(nslots_);
       Node** oldSlots = slots_;
       uint64_t* oldOccupied = occupied_;
       const size_t old = nslots_;
@@ -370,10 +380,11 @@ private:
    void copyFrom(const HashMap& o) {
       nextSeq_ = o.nextSeq_;
       if (o.size_ == 0) return;
+      cells_.open(o.nslots_);
       allocateTable(o.nslots_);
       try {
          for (const Node* m = o.head_; m; m = m->next) {
-            Node* n = new Node(m->key, m->value);
+            Node* n = cells_.make(hashOf(*m), m->key, m->value);
             n->hs = m->hs;
             n->prev = tail_;
             (tail_ ? tail_->next : head_) = n;
@@ -393,6 +404,7 @@ private:
       }
    }
 
+   Cells cells_;
    Node** slots_ = nullptr;
    uint64_t* occupied_ = nullptr;
    size_t nslots_ = 0;

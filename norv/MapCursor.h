@@ -99,9 +99,24 @@ struct MapCursorList {
          c->map = map;
    }
 
-   // Frees n, just taken out of its map, unless cursors stand on it: those leave the list and
-   // n stays, marked erased, until the last of them moves on.
-   void retire(Node* n) {
+   bool standsOn(const Node* n) const {
+      for (const Cursor* c = head; c; c = c->next) {
+         if (c->node == n) return true;
+      }
+      return false;
+   }
+
+   // Moves the cursors standing on `from` to `to`.
+   void repoint(const Node* from, Node* to) {
+      for (Cursor* c = head; c; c = c->next) {
+         if (c->node == from) c->node = to;
+      }
+   }
+
+   // n was just taken out of its map. If cursors stand on it, they leave the list and n stays,
+   // marked erased, until the last of them moves on (and frees it with delete); the answer is
+   // then true. Otherwise n is the caller's to free.
+   bool retire(Node* n) {
       size_t pins = 0;
       for (Cursor* c = head; c;) {
          Cursor* next = c->next;
@@ -111,12 +126,10 @@ struct MapCursorList {
          }
          c = next;
       }
-      if (pins) {
-         n->markErased();
-         n->pins = pins;
-      } else {
-         delete n;
-      }
+      if (!pins) return false;
+      n->markErased();
+      n->pins = pins;
+      return true;
    }
 };
 

@@ -365,7 +365,7 @@ private:
    void remove(Node* n) {
       unlink(n);
       --size_;
-      cursors_.retire(n);
+      if (!cursors_.retire(n)) delete n;
    }
 
    // Frees a subtree, except members marked as erased, which iterators still hold: their pin

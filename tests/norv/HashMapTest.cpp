@@ -123,6 +123,8 @@ TEST(HashMap, IteratorSurvivesErasureOfItsMember) {
    EXPECT_EQ(it.value(), 20);
    EXPECT_TRUE(m.erase(6)); // the next one goes too
    m.insert(2, -1);         // the same key again is a newer member, ordered after the old one
+   EXPECT_EQ(it.value(),
+             20); // the new member took the old one's place in memory, not its value
    ++it;
    EXPECT_EQ(it.key(), 2u);
    EXPECT_EQ(it.value(), -1);
