@@ -11,14 +11,22 @@ const Type& Entity::fwkType() const {
    return t;
 }
 
-Entity::~Entity() = default;
-
 namespace {
 std::vector<const Entity*>& deferred() {
    static std::vector<const Entity*> list;
    return list;
 }
+// Entities whose notifiee lists have holes, to compact when the outermost delivery ends.
+std::vector<const Entity*>& holed() {
+   static std::vector<const Entity*> list;
+   return list;
+}
 } // namespace
+
+Entity::~Entity() {
+   // Only an entity that is not counted (a member or a local) can end during a delivery.
+   if (holes_) std::erase(holed(), this);
+}
 
 void Entity::norvLastReferenceGone() const {
    if (detail::deliveryDepth == 0) {
@@ -32,14 +40,18 @@ namespace detail {
 
 void deferDestruction(const Entity* e) {
    deferred().push_back(e);
-   deferredPending = true;
+   endWorkPending = true;
 }
 
-void destroyDeferred() {
+void deliveryEnded() {
+   endWorkPending = false;
+   // Holes first: the entities holding them may be among those about to go.
+   for (const Entity* e : holed())
+      e->compactNotifiees();
+   holed().clear();
    // Destructors may release more entities; with no delivery under way they go at once.
    auto list = std::move(deferred());
    deferred().clear();
-   deferredPending = false;
    for (const Entity* e : list)
       delete e;
 }
@@ -47,24 +59,42 @@ void destroyDeferred() {
 } // namespace detail
 
 size_t Entity::notifieeCount() const {
-   return static_cast<size_t>(std::count_if(notifiees_.begin(), notifiees_.end(),
-                                            [](NotifieeBase* n) { return n != nullptr; }));
+   return live_;
 }
 
 void Entity::norvAttach(NotifieeBase* n) const {
    notifiees_.push_back(n);
+   ++live_;
+   norvSoleRecompute();
+}
+
+void Entity::norvSoleRecompute() const {
+   sole_ = nullptr;
+   if (live_ != 1) return;
+   for (NotifieeBase* n : notifiees_) {
+      if (n) {
+         if (n->norvDeliverable()) sole_ = n;
+         return;
+      }
+   }
 }
 
 void Entity::norvDetach(NotifieeBase* n) const {
    auto it = std::find(notifiees_.begin(), notifiees_.end(), n);
    if (it == notifiees_.end()) return;
-   if (delivering_) {
-      // A delivery loop is walking the list: leave a hole and compact afterwards.
+   if (detail::deliveryDepth) {
+      // A delivery loop may be walking the list: leave a hole and compact afterwards.
       *it = nullptr;
-      holes_ = true;
+      if (!holes_) {
+         holes_ = true;
+         holed().push_back(this);
+         detail::endWorkPending = true;
+      }
    } else {
       notifiees_.erase(it);
    }
+   --live_;
+   norvSoleRecompute();
 }
 
 void Entity::compactNotifiees() const {
@@ -87,6 +117,7 @@ NotifieeBase::~NotifieeBase() {
 void NotifieeBase::norvRefresh() {
    deliverable_ =
        active_ && (!reactor_ || (!reactor_->norvZombie() && reactor_->hasNotificationActive()));
+   if (notifier_) notifier_->norvSoleRecompute();
 }
 
 void NotifieeBase::rebind(Ptr<const Entity> notifier) {
@@ -99,14 +130,12 @@ void NotifieeBase::rebind(Ptr<const Entity> notifier) {
 }
 
 void NotifieeBase::norvImmediateAll() {
-   detail::DeliveryScope scope(*notifier_);
+   detail::DeliveryScope scope;
    for (auto hook : immediates_) {
       if (!notifier_ || !norvDeliverable()) return;
       hook(this);
    }
 }
-
-namespace detail {} // namespace detail
 
 void Reactor::norvMarkedForDeletionIs(bool v) {
    Entity::norvMarkedForDeletionIs(v);

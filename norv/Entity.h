@@ -18,7 +18,7 @@ inline unsigned batchDepth = 0;
 inline bool batchOpen() {
    return batchDepth > 0;
 }
-void destroyDeferred();
+void deliveryEnded();
 } // namespace detail
 
 // An entity: a counted object with a run-time type, typed attributes and notifiees that are
@@ -37,11 +37,9 @@ public:
    size_t notifieeCount() const;
 
    // Framework internals: notifiee registration and delivery.
-   void norvDeliveryBegins() const { ++delivering_; }
-   void norvDeliveryEnds() const {
-      if (--delivering_ == 0 && holes_) compactNotifiees();
-   }
    void norvAttach(NotifieeBase* n) const;
+   // Recomputes the sole receiver after the notifiees or their deliverable state changed.
+   void norvSoleRecompute() const;
    void norvDetach(NotifieeBase* n) const;
 
    // Calls `call(notifiee)` on every notifiee that may receive, in registration order.
@@ -50,24 +48,39 @@ public:
 
    // A change of a keyed member: delivered now, or recorded by an open batch.
    // `fn` is a captureless lambda calling the notifiee's handler: known at compile time, so the
-   // delivery loop calls the handler directly.
+   // delivery loop calls the handler directly. The common case, one watcher and no batch, is
+   // inlined into the mutator; the rest is not.
    template <class N, class K, class F>
-   void norvNotifyKey(const char* attr, const K& key, F fn) const;
+   [[gnu::always_inline]] void norvNotifyKey(const char* attr, const K& key, F fn) const;
    // A change of a scalar attribute.
    template <class N, class F>
-   void norvNotify(const char* attr, F fn) const;
+   [[gnu::always_inline]] void norvNotify(const char* attr, F fn) const;
 
 protected:
    ~Entity() override;
    void norvLastReferenceGone() const override;
-   friend void detail::destroyDeferred();
+   friend void detail::deliveryEnded();
 
 private:
+   // The one watcher, if it may receive now and nothing defers delivery.
+   NotifieeBase* norvSoleReceiver() const {
+      return sole_ && !detail::batchOpen() ? sole_ : nullptr;
+   }
+   template <class N, class K, class F>
+   [[gnu::noinline]] void norvNotifyKeyRest(const char* attr, const K& key, F fn) const;
+   template <class N, class F>
+   [[gnu::noinline]] void norvNotifyRest(const char* attr, F fn) const;
    void compactNotifiees() const;
+
    bool markedForDeletion_ = false;
-   mutable std::vector<NotifieeBase*> notifiees_;
-   mutable uint32_t delivering_ = 0;
+   // Set while notifiees_ holds null holes left by notifiees that went during a delivery; they
+   // are compacted when the outermost delivery ends.
    mutable bool holes_ = false;
+   mutable std::vector<NotifieeBase*> notifiees_;
+   // The only notifiee, when there is exactly one and it is deliverable: the common case,
+   // answered by one load on every change.
+   mutable NotifieeBase* sole_ = nullptr;
+   mutable uint32_t live_ = 0; // notifiees_ less its holes
 };
 
 // Base of every notifiee: bound to one notifier entity, owned by a reactor (or by nothing).
@@ -192,29 +205,30 @@ private:
 };
 
 // While any notification is being delivered, an entity whose last reference goes is not
-// destroyed at once but when the outermost delivery ends: no handler can free the entity that
-// is notifying, or the reactor whose handler is running, under the delivery loop. One counter
-// for all deliveries costs less than holding references for each.
+// destroyed at once but when the outermost delivery ends, and a notifiee that goes leaves a
+// hole in its notifier's list instead of shifting it: no handler can free the entity that is
+// notifying, or the reactor whose handler is running, or move the list, under a delivery loop.
+// One counter for all deliveries costs less than holding references, or counting, for each.
 inline unsigned deliveryDepth = 0;
-inline bool deferredPending = false;
+// Work waits for the end of the outermost delivery: deferred destructions or holes.
+inline bool endWorkPending = false;
 void deferDestruction(const Entity* e);
-void destroyDeferred();
+void deliveryEnded();
 
+// Restores the depth it found rather than decrementing it: a decrement would read the depth
+// back after the handler, a second trip through memory on every delivery.
 class DeliveryScope {
 public:
-   explicit DeliveryScope(const Entity& e) : e_(e) {
-      ++deliveryDepth;
-      e_.norvDeliveryBegins();
-   }
+   DeliveryScope() : outer_(deliveryDepth) { deliveryDepth = outer_ + 1; }
    ~DeliveryScope() noexcept(false) {
-      e_.norvDeliveryEnds();
-      if (--deliveryDepth == 0 && deferredPending) destroyDeferred();
+      deliveryDepth = outer_;
+      if (outer_ == 0 && endWorkPending) deliveryEnded();
    }
    DeliveryScope(const DeliveryScope&) = delete;
    DeliveryScope& operator=(const DeliveryScope&) = delete;
 
 private:
-   const Entity& e_;
+   const unsigned outer_;
 };
 
 } // namespace detail
@@ -228,11 +242,11 @@ void Entity::norvDeliver(F&& call) const {
       // The common case of one watcher, without the loop.
       NotifieeBase* nb = notifiees_[0];
       if (!nb || !nb->norvDeliverable()) return;
-      detail::DeliveryScope scope(*this);
+      detail::DeliveryScope scope;
       call(*static_cast<N*>(nb));
       return;
    }
-   detail::DeliveryScope scope(*this);
+   detail::DeliveryScope scope;
    for (size_t i = 0; i < n; ++i) {
       NotifieeBase* nb = notifiees_[i];
       if (!nb || !nb->norvDeliverable()) continue;
@@ -241,8 +255,24 @@ void Entity::norvDeliver(F&& call) const {
 }
 
 template <class N, class K, class F>
-void Entity::norvNotifyKey(const char* attr, const K& key, F fn) const {
-   if (notifiees_.empty()) return;
+inline void Entity::norvNotifyKey(const char* attr, const K& key, F fn) const {
+   if (NotifieeBase* nb = norvSoleReceiver()) [[likely]] {
+      detail::DeliveryScope scope;
+      if constexpr (std::is_trivially_copyable_v<K> && sizeof(K) <= 16) {
+         // The handler gets a copy: handing it the caller's key would pin that key in memory,
+         // and a loop counter used as the key would go through memory on every turn.
+         const K copy = key;
+         fn(*static_cast<N*>(nb), copy);
+      } else {
+         fn(*static_cast<N*>(nb), key);
+      }
+      return;
+   }
+   if (!notifiees_.empty()) norvNotifyKeyRest<N>(attr, key, fn);
+}
+
+template <class N, class K, class F>
+void Entity::norvNotifyKeyRest(const char* attr, const K& key, F fn) const {
    if (detail::batchOpen()) {
       void (*call)(N&, const K&) = fn;
       detail::batchRecord(new detail::PendingKey<N, K>(this, attr, key, call));
@@ -252,8 +282,17 @@ void Entity::norvNotifyKey(const char* attr, const K& key, F fn) const {
 }
 
 template <class N, class F>
-void Entity::norvNotify(const char* attr, F fn) const {
-   if (notifiees_.empty()) return;
+inline void Entity::norvNotify(const char* attr, F fn) const {
+   if (NotifieeBase* nb = norvSoleReceiver()) [[likely]] {
+      detail::DeliveryScope scope;
+      fn(*static_cast<N*>(nb));
+      return;
+   }
+   if (!notifiees_.empty()) norvNotifyRest<N>(attr, fn);
+}
+
+template <class N, class F>
+void Entity::norvNotifyRest(const char* attr, F fn) const {
    if (detail::batchOpen()) {
       void (*call)(N&) = fn;
       detail::batchRecord(new detail::PendingScalar<N>(this, attr, call));

@@ -19,8 +19,8 @@ namespace Norv {
 // member inserted afterwards goes to the cell of the newest block that the top bits of its
 // mirrored hash select, or to the heap when that cell is taken. Within a block, cells are
 // therefore in iteration order, and a walk reads each block front to back: a few sequential
-// streams in all, which the hardware prefetches. Keys that come in sequence (ports, ids) all get
-// a cell; random keys mostly do.
+// streams in all, which the hardware prefetches. Keys that come in sequence (ports, ids) all
+// get a cell; random keys mostly do.
 //
 // Members never move: a full cell sends the new member to the heap instead. A block is freed
 // once its last member is gone, unless it is the newest.

@@ -66,6 +66,48 @@ TEST_F(Delivery, DroppedForZombiesSwitchedOffAndDetached) {
    EXPECT_EQ(all(), (Events{"a:value(1)"}));
 }
 
+// A lone watcher takes a shorter path; it must follow the same rules as the loop.
+TEST(LoneWatcher, FollowsSwitchesZombiesNewcomersAndLeavers) {
+   Norv::Ptr<Tree> tree = new Tree();
+   Norv::Ptr<Recorder> a = new Recorder(tree, "a");
+   tree->valueIs(1, 1);
+   a->hasNotificationActiveIs(false);
+   tree->valueIs(1, 2);
+   a->hasNotificationActiveIs(true);
+   a->norvDoZombieReactors(true);
+   tree->labelIs("x");
+   a->norvDoZombieReactors(false);
+   tree->valueIs(1, 3);
+   EXPECT_EQ(a->events, (Events{"a:value(1)", "a:value(1)"}));
+
+   Norv::Ptr<Recorder> b = new Recorder(tree, "b");
+   b->hasNotificationActiveIs(false);
+   tree->valueIs(2, 1); // two watchers, one of them off
+   b->hasNotificationActiveIs(true);
+   tree->valueIs(2, 2);
+   EXPECT_EQ(b->events, (Events{"b:value(2)"}));
+   a->dropNotifiee(); // b alone now
+   tree->valueIs(2, 3);
+   EXPECT_EQ(b->events, (Events{"b:value(2)", "b:value(2)"}));
+   EXPECT_EQ(a->events.size(), 4u);
+
+   // The lone watcher leaves during its own delivery; a newcomer hears only later changes.
+   Norv::Ptr<Recorder> c;
+   b->onEvent = [&](const std::string&) {
+      b->dropNotifiee();
+      if (!c) c = new Recorder(tree, "c");
+   };
+   tree->valueIs(3, 1);
+   tree->valueIs(3, 2);
+   EXPECT_EQ(b->events.back(), "b:value(3)");
+   EXPECT_EQ(c->events, (Events{"c:value(3)"}));
+   EXPECT_EQ(tree->notifieeCount(), 1u);
+   c->dropNotifiee(); // nobody left
+   tree->valueIs(3, 3);
+   EXPECT_EQ(c->events.size(), 1u);
+   EXPECT_EQ(tree->notifieeCount(), 0u);
+}
+
 TEST_F(Delivery, NotifieeDestroyedDuringDeliveryIsSkipped) {
    a->onEvent = [&](const std::string&) { b->dropNotifiee(); };
    tree->valueIs(5, 5);
