@@ -93,17 +93,25 @@ public:
       if (--b.live == 0 && k + 1 != blocks_.size()) release(b);
    }
 
-   // Once every member is gone: only the newest block stays, empty.
-   void reset() {
-      if (blocks_.empty()) return;
-      Block newest = blocks_.back();
-      blocks_.pop_back();
+   // Once every member is gone: one empty block of at least `count` cells stays, so that a
+   // table refilled to its size finds its members a cell again. The newest block is kept if
+   // it is large enough, which makes emptying a small map cheap.
+   void restart(size_t count) {
+      if (!blocks_.empty() && blocks_.back().count >= count) {
+         Block newest = blocks_.back();
+         blocks_.pop_back();
+         for (Block& b : blocks_)
+            release(b);
+         blocks_.clear();
+         std::memset(newest.used, 0, words(newest.count) * sizeof(uint64_t));
+         newest.live = 0;
+         blocks_.push_back(newest);
+         return;
+      }
       for (Block& b : blocks_)
          release(b);
       blocks_.clear();
-      std::memset(newest.used, 0, words(newest.count) * sizeof(uint64_t));
-      newest.live = 0;
-      blocks_.push_back(newest);
+      open(count);
    }
 
 private:

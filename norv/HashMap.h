@@ -152,7 +152,7 @@ public:
          cells_.destroy(n);
          n = next;
       }
-      cells_.reset();
+      if (slots_) cells_.restart(nslots_);
       if (slots_) {
          std::memset(static_cast<void*>(slots_), 0, nslots_ * sizeof(Node*));
          std::memset(occupied_, 0, occupiedWords(nslots_) * sizeof(uint64_t));
@@ -322,6 +322,7 @@ private:
       --size_;
       if (cursors_.standsOn(n)) n = outOfCell(n);
       if (!cursors_.retire(n)) cells_.destroy(n);
+      if (size_ == 0) cells_.restart(nslots_);
    }
 
    // A member erased under iterators outlives its cell, which a new member may want: it moves

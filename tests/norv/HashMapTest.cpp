@@ -110,6 +110,19 @@ TEST(HashMap, InsertFindErase) {
    EXPECT_EQ(m.begin(), m.end());
    m.insert(7, 7);
    EXPECT_EQ(keysOf(m), std::vector<uint32_t>{7});
+
+   // Emptied key by key, with an iterator kept on the last member, then refilled.
+   auto kept = m.iteratorAt(7);
+   EXPECT_TRUE(m.erase(7));
+   std::vector<uint32_t> keys;
+   for (uint32_t k = 0; k < 3000; k += 3) {
+      m.insert(k, static_cast<int>(k));
+      keys.push_back(k);
+   }
+   EXPECT_EQ(kept.value(), 7);
+   EXPECT_EQ(keysOf(m), hashOrder(keys));
+   for (uint32_t k : keys)
+      EXPECT_EQ(*m.find(k), static_cast<int>(k));
 }
 
 TEST(HashMap, IteratorSurvivesErasureOfItsMember) {
