@@ -1,12 +1,11 @@
 // Norv::HashMap against std::unordered_map on 32-bit keys and values: insert, find (hit), erase
 // and iteration, at three sizes, for random and for sequential keys. The figure is each case's
 // ratio counter, Norv's time over std's.
+#include "bench/FastestRounds.h"
 #include "norv/HashMap.h"
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <string>
 #include <unordered_map>
@@ -56,10 +55,8 @@ Map build(const std::vector<uint32_t>& keys) {
    return m;
 }
 
-using Clock = std::chrono::steady_clock;
-double nanoseconds(Clock::time_point from) {
-   return std::chrono::duration<double, std::nano>(Clock::now() - from).count();
-}
+using Clock = FastestRounds::Clock;
+const auto nanoseconds = FastestRounds::nanosecondsSince;
 
 // One timed pass of an operation over all keys; `built` holds every key with value key + 1.
 // Building and tearing down maps is not timed.
@@ -112,9 +109,7 @@ double iterate(const std::vector<uint32_t>& keys, Map& built) {
    return nanoseconds(t0);
 }
 
-// The two maps run in alternation, a pass each, and each keeps its fastest pass: the machine's
-// speed drifts over seconds, and this way both minima come from the same stretch of time.
-// Reported per element, with the ratio norv / std, the figure to compare.
+// The two maps in alternation, a pass each; reported per element.
 void registerCase(const std::string& name, Round<NorvMap> norv, Round<StdMap> std, Keys kind) {
    for (size_t n : {size_t{1} << 10, size_t{1} << 16, size_t{1} << 20}) {
       const auto full = name + "/" + std::to_string(n);
@@ -122,15 +117,12 @@ void registerCase(const std::string& name, Round<NorvMap> norv, Round<StdMap> st
          const auto keys = makeKeys(n, kind);
          NorvMap norvBuilt = build<NorvMap>(keys);
          StdMap stdBuilt = build<StdMap>(keys);
-         double best[2] = {1e30, 1e30};
+         FastestRounds rounds;
          for (auto _ : state) {
-            best[0] = std::min(best[0], norv(keys, norvBuilt));
-            best[1] = std::min(best[1], std(keys, stdBuilt));
+            rounds.record(FastestRounds::kCase, norv(keys, norvBuilt));
+            rounds.record(FastestRounds::kBaseline, std(keys, stdBuilt));
          }
-         const auto per = static_cast<double>(n);
-         state.counters["norv_ns"] = best[0] / per;
-         state.counters["std_ns"] = best[1] / per;
-         state.counters["ratio"] = best[0] / best[1];
+         rounds.report(state, "norv", "std", static_cast<double>(n));
       })->MinTime(0.3);
    }
 }

@@ -3,8 +3,7 @@
 // counter: observed over unobserved time per change.
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
-#include <chrono>
+#include "bench/FastestRounds.h"
 
 #include "norv/Attributes.h"
 
@@ -64,31 +63,20 @@ void churnRound(Table& t, uint32_t) {
       t.entryDel(k);
 }
 
-using Clock = std::chrono::steady_clock;
-
-// The machine is shared and its speed drifts over seconds, so the two cases run in alternation,
-// a round each, and each keeps its fastest round: both minima come from the same stretch of
-// time. Reported per change, with their ratio.
+// A round of each case in turn; reported per change.
 void paired(benchmark::State& state, void (*round)(Table&, uint32_t), double changesPerRound) {
    auto quiet = filledTable();
    auto watched = filledTable();
    Norv::Ptr<Watcher> w = new Watcher(watched);
-   double best[2] = {1e30, 1e30};
+   FastestRounds rounds;
    uint32_t n = 1;
    for (auto _ : state) {
-      Table* tables[2] = {quiet.ptr(), watched.ptr()};
-      for (int i = 0; i < 2; ++i) {
-         const auto t0 = Clock::now();
-         round(*tables[i], n);
-         const double ns = std::chrono::duration<double, std::nano>(Clock::now() - t0).count();
-         best[i] = std::min(best[i], ns);
-      }
+      rounds.time(FastestRounds::kBaseline, [&] { round(*quiet, n); });
+      rounds.time(FastestRounds::kCase, [&] { round(*watched, n); });
       ++n;
    }
    benchmark::DoNotOptimize(w->sum());
-   state.counters["unobserved_ns"] = best[0] / changesPerRound;
-   state.counters["observed_ns"] = best[1] / changesPerRound;
-   state.counters["ratio"] = best[1] / best[0];
+   rounds.report(state, "observed", "unobserved", changesPerRound);
 }
 
 void BM_MutationPaired(benchmark::State& state) {

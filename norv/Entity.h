@@ -235,17 +235,15 @@ private:
 
 template <class N, class F>
 void Entity::norvDeliver(F&& call) const {
-   // Notifiees added during delivery are not called for this change: they bound after it.
-   const size_t n = notifiees_.size();
-   if (n == 0) return;
-   if (n == 1) {
+   if (NotifieeBase* nb = sole_) {
       // The common case of one watcher, without the loop.
-      NotifieeBase* nb = notifiees_[0];
-      if (!nb || !nb->norvDeliverable()) return;
       detail::DeliveryScope scope;
       call(*static_cast<N*>(nb));
       return;
    }
+   // Notifiees added during delivery are not called for this change: they bound after it.
+   const size_t n = notifiees_.size();
+   if (n == 0) return;
    detail::DeliveryScope scope;
    for (size_t i = 0; i < n; ++i) {
       NotifieeBase* nb = notifiees_[i];

@@ -79,9 +79,7 @@ class HashMap : public MapOps<HashMap<K, V, H, Eq>, K, V> {
    friend MapOps<HashMap, K, V>;
 
    static constexpr size_t kInitialSlots = 8;
-   // From this many slots on the members outgrow the first-level cache and a walk is bound by
-   // fetching them.
-   static constexpr size_t kPrefetchSlots = size_t{1} << 11;
+   // How far ahead in memory a walk fetches.
    static constexpr size_t kPrefetchBytes = 8 * sizeof(Node);
 
 public:
@@ -203,14 +201,13 @@ private:
    }
 
    // A live member's successor. Members sit in memory in walk order (HashCells), a few streams
-   // of them, so a large table fetches the memory a few members past this one: by the time the
-   // walk gets there it is in cache. (This returns the successor so that the compiler cannot
+   // of them, so the walk fetches the memory a few members past this one: by the time it gets
+   // there it is in cache. Unconditional: testing the table's size costs more than a prefetch
+   // of memory already cached. (This returns the successor so that the compiler cannot
    // drop it as a call without effect.)
    Node* liveSuccessor(const Node* n) const {
-      if (nslots_ >= kPrefetchSlots) {
-         __builtin_prefetch(
-             reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(n) + kPrefetchBytes));
-      }
+      __builtin_prefetch(
+          reinterpret_cast<const void*>(reinterpret_cast<uintptr_t>(n) + kPrefetchBytes));
       return n->next;
    }
 
@@ -320,8 +317,12 @@ private:
       }
       detach(n);
       --size_;
-      if (cursors_.standsOn(n)) n = outOfCell(n);
-      if (!cursors_.retire(n)) cells_.destroy(n);
+      // Iterators rarely stand on the member; when they do, it goes to the heap to stay.
+      if (!cursors_.standsOn(n)) {
+         cells_.destroy(n);
+      } else {
+         cursors_.retire(outOfCell(n));
+      }
       if (size_ == 0) cells_.restart(nslots_);
    }
 

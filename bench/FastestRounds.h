@@ -1,0 +1,42 @@
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <string>
+
+// A case timed against its baseline. The machine's speed drifts over seconds, so the two run in
+// alternation, a round each, and each keeps its fastest round: both minima then come from the
+// same stretch of time, and their ratio is the figure to read.
+class FastestRounds {
+public:
+   using Clock = std::chrono::steady_clock;
+   enum Which { kCase = 0, kBaseline = 1 };
+
+   static double nanosecondsSince(Clock::time_point from) {
+      return std::chrono::duration<double, std::nano>(Clock::now() - from).count();
+   }
+
+   void record(Which which, double ns) { best_[which] = std::min(best_[which], ns); }
+
+   // Times f() as one round of `which`.
+   template <class F>
+   void time(Which which, F&& f) {
+      const auto t0 = Clock::now();
+      f();
+      record(which, nanosecondsSince(t0));
+   }
+
+   // Both fastest rounds per unit of work, in nanoseconds, under the given names, and the ratio
+   // case / baseline.
+   void report(benchmark::State& state, const std::string& caseName,
+               const std::string& baselineName, double units) const {
+      state.counters[caseName + "_ns"] = best_[kCase] / units;
+      state.counters[baselineName + "_ns"] = best_[kBaseline] / units;
+      state.counters["ratio"] = best_[kCase] / best_[kBaseline];
+   }
+
+private:
+   double best_[2] = {1e300, 1e300};
+};
