@@ -60,6 +60,19 @@ TEST(CommonData, DevInfoReinstantiationRule) {
    EXPECT_EQ(d->devInfoIs(chip(1, "renamed"))->chipName(), "renamed");
 }
 
+TEST(CommonData, EqualDescriptionReturnsTheMemberWhateverItsInterfaceFlags) {
+   // Interface flags are part of the description: a member built with a flag cleared must
+   // compare equal to the same description, and differ from the one with the flag set.
+   auto d = xpAclCommonSmDataFactory("cd");
+   ChipInfo mixed = chip(5);
+   mixed.intfIs(Plexo::IntfId::ethernet(2), false);
+   auto first = d->devInfoIs(mixed);
+   EXPECT_EQ(first->chipInfo(), mixed);
+   EXPECT_EQ(d->devInfoIs(mixed).ptr(), first.ptr());
+   EXPECT_THROW(d->devInfoIs(chip(5)), Norv::NameInUseError);
+   EXPECT_EQ(d->devInfo(DeviceId(5)).ptr(), first.ptr());
+}
+
 TEST(CommonData, CollectionsAreIndependentAndLookupsDefault) {
    auto d = xpAclCommonSmDataFactory("cd");
    d->devInfoIs(chip(1));

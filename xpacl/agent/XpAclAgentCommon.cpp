@@ -9,7 +9,7 @@ XpDevInfo::XpDevInfo(const Corvo::Central::DeviceId& key,
       coreClockMhz_(chipInfo.coreClockMhz()), pciDeviceId_(chipInfo.pciDeviceId()),
       coreVoltage_(chipInfo.coreVoltage()) {
    for (auto it = chipInfo.intfColl().begin(); it; ++it)
-      newIntf(it.key());
+      newIntf(it.key(), it.value());
 }
 
 Corvo::Central::ChipInfo XpDevInfo::chipInfo() const {
@@ -17,7 +17,7 @@ Corvo::Central::ChipInfo XpDevInfo::chipInfo() const {
    c.chipNameIs(chipName_);
    c.chipModelIs(chipModel_);
    for (auto it = intfColl().begin(); it; ++it)
-      c.intfIs(it.key(), true);
+      c.intfIs(it.key(), it.value()->flag());
    c.hwRevisionIs(hwRevision_);
    c.portCountIs(portCount_);
    c.coreClockMhzIs(coreClockMhz_);

@@ -5,17 +5,20 @@
 
 namespace XpAcl {
 
-// The interface ids of a device, each a small entity of its own.
+// The interfaces of a device, each a small entity of its own holding the description's flag,
+// so that the description can be rebuilt exactly.
 class XpDevIntfInfo : public Norv::Entity {
 public:
    NORV_ENTITY("XpAcl::XpDevIntfInfo")
-   explicit XpDevIntfInfo(const Plexo::IntfId& intfId) : intfId_(intfId) {}
+   XpDevIntfInfo(const Plexo::IntfId& intfId, bool flag) : intfId_(intfId), flag_(flag) {}
    const Plexo::IntfId& intfId() const { return intfId_; }
-   static constexpr std::array<const char*, 0> norvCtorAttrNames{};
-   auto norvCtorAttrs() const { return std::tuple<>(); }
+   bool flag() const { return flag_; }
+   static constexpr std::array<const char*, 1> norvCtorAttrNames{"_flag"};
+   auto norvCtorAttrs() const { return std::make_tuple(flag_); }
 
 private:
    Plexo::IntfId intfId_;
+   bool flag_;
 };
 
 // A device known to the agent: a copy of its description, fixed at construction.
