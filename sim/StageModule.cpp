@@ -168,11 +168,12 @@ void showStages(Simulator& s, const Args& a) {
    for (auto it = status->aaclStageDescriptorColl().begin(); it; ++it) {
       if (oneStage && it.key() != only) continue;
       const auto& desc = it.value()->ldeMgTableLookupDesc();
-      const auto& profiles = desc.ldeSeProfileSet().aaclSuperkeyFieldsColl();
+      const auto* profiles = desc.ldeSeProfileSet();
       o << "  stage " << it.key().text() << ": lde " << desc.ldeId().text() << " mgTable "
         << desc.mgTableId().text() << " mgksTable " << desc.mgksTableId().text()
-        << " seProfiles " << profiles.size() << " hashTable "
-        << hashTableText(it.value()->orimStageDescriptor()) << "\n";
+        << " seProfiles "
+        << (profiles ? std::to_string(profiles->aaclSuperkeyFieldsCount()) : "none")
+        << " hashTable " << hashTableText(it.value()->orimStageDescriptor()) << "\n";
       if (!oneStage) continue;
       for (const auto& id : sortedKeys(profiles)) {
          const AaclSuperkeyFields& f = *profiles.find(id);

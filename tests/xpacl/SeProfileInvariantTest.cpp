@@ -42,7 +42,7 @@ public:
                auto st = statusEntry->stageStatus(m.key());
                ASSERT_TRUE(st) << "request at stage " << m.key().text() << " not answered";
                ASSERT_EQ(st->maskGroupDescriptor(), m.value());
-               checkAnswer(*st, stage->ldeMgTableLookupDesc().ldeSeProfileSet());
+               checkAnswer(*st, *stage->ldeMgTableLookupDesc().ldeSeProfileSet());
             }
          }
       }

@@ -44,7 +44,8 @@ TEST_F(StageMgrTest, ActiveDevicePublishesItsStagesAndDeclaresTheHardware) {
       EXPECT_EQ(desc.ldeId().value(), expected + 6);
       EXPECT_EQ(desc.mgTableId().value(), expected);
       EXPECT_EQ(desc.mgksTableId().value(), expected + 1);
-      EXPECT_EQ(desc.ldeSeProfileSet().aaclSuperkeyFieldsCount(), 8u);
+      ASSERT_TRUE(desc.ldeSeProfileSet());
+      EXPECT_EQ(desc.ldeSeProfileSet()->aaclSuperkeyFieldsCount(), 8u);
       auto hash = it.value()->orimStageDescriptor();
       ASSERT_TRUE(hash);
       EXPECT_EQ(hash.ptr(), cap->stageHashTableDescriptor(it.key()).ptr());
@@ -102,6 +103,56 @@ TEST_F(StageMgrTest, LdeWithoutProfilesDeclaresItsTableButNoLengths) {
    ASSERT_TRUE(chip && chip->aaclStageDescriptor(Orim::StageId(4)));
    EXPECT_TRUE(cap->stageHashTableDescriptor(Orim::StageId(4)));
    EXPECT_EQ(cap->srcIpV4MaskLengthCount() + cap->dstIpV6MaskLengthCount(), 0u);
+}
+
+TEST_F(StageMgrTest, LdeWithoutASetIsPublishedAndOnlyTheProfileChoiceAborts) {
+   // Stage 4's LDE has no SE-profile set at all; stage 5's has one profile.
+   xpDeviceMgr::instance()->addDevice(3);
+   auto info = aaclChipProfileStageInfoFactory(XpXdk::XpDeviceId(3), w.systemStatus);
+   for (uint32_t s : {4, 5}) {
+      info->orimStageIdToLdeIdIs(Orim::StageId(s), XpXdk::XpLdeId(s));
+      info->ldeIdToMgTableIdIs(XpXdk::XpLdeId(s), AaclMgTableId(s));
+      info->ldeIdToMgksTableIdIs(XpXdk::XpLdeId(s), AaclMgksTableId(s - 3));
+   }
+   AaclSuperkeyFields fields;
+   fields.sipLenIs(24, true);
+   auto set = aaclSeProfileSetFactory();
+   set->aaclSuperkeyFieldsIs(XpXdk::XpSeProfileId(2), fields);
+   info->ldeSeProfileSetIs(XpXdk::XpLdeId(5), set);
+   w.info->chipProfileStageInfoIs(info);
+   auto cap = w.hwCap->chipHwCapabilityIs(Orim::ChipId(3));
+   w.startStageMgr();
+   w.startSeProfileMgr();
+   w.devices->deviceIdIs(XpXdk::XpDeviceId(3), true);
+
+   auto chip = w.stageStatus->aaclChipStageStatus(Orim::ChipId(3));
+   ASSERT_TRUE(chip);
+   auto bare = chip->aaclStageDescriptor(Orim::StageId(4));
+   ASSERT_TRUE(bare);
+   EXPECT_EQ(bare->ldeMgTableLookupDesc().ldeSeProfileSet(), nullptr);
+   EXPECT_EQ(bare->ldeMgTableLookupDesc().text(),
+             "Value('XpAcl::AaclLdeMgTableLookupDesc', ** {'ldeId': 4, 'mgTableId': 4, "
+             "'mgksTableId': 1, 'ldeSeProfileSet': null})");
+   EXPECT_EQ(bare->ldeMgTableLookupDesc().mgksTableId().value(), 1);
+   EXPECT_TRUE(cap->stageHashTableDescriptor(Orim::StageId(4)));
+   EXPECT_EQ(bare->orimStageDescriptor().ptr(),
+             cap->stageHashTableDescriptor(Orim::StageId(4)).ptr());
+   EXPECT_TRUE(cap->stageHashTableDescriptor(Orim::StageId(5)));
+   EXPECT_EQ(sorted(cap->srcIpV4MaskLengthColl()), std::vector<uint8_t>{24});
+   EXPECT_EQ(cap->dstIpV4MaskLengthCount(), 0u);
+
+   // A rule list at the set-less stage is what cannot be served, even with zero masks.
+   auto entry =
+       w.seConfig->chipSeProfileConfig(Orim::ChipId(3))->configEntryIs(Orim::ChipRuleListId(1));
+   Orim::MaskGroupDescriptor d;
+   d.srcIpMaskLengthIs(24);
+   entry->maskGroupDescriptorIs(Orim::StageId(5), d);
+   auto statusEntry =
+       w.seStatus->chipSeProfileStatus(Orim::ChipId(3))->statusEntry(Orim::ChipRuleListId(1));
+   ASSERT_TRUE(statusEntry && statusEntry->stageStatus(Orim::StageId(5)));
+   EXPECT_EQ(statusEntry->stageStatus(Orim::StageId(5))->ldeSeProfileId().value(), 2);
+   EXPECT_DEATH(entry->maskGroupDescriptorIs(Orim::StageId(4), Orim::MaskGroupDescriptor()),
+                "Assertion `ldeSeProfileSet' failed");
 }
 
 TEST_F(StageMgrTest, MissingInputsAndAWrongTableSizeAbort) {

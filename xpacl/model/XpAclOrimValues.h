@@ -3,6 +3,7 @@
 // The value types that describe how the chip's ACL lookup is laid out: which LDE serves a
 // stage, with which mask-group and key-select tables, and which SE profiles it offers.
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "norv/Attributes.h"
@@ -67,7 +68,9 @@ public:
    using RangeInt::RangeInt;
 };
 
-// How one stage is looked up: its LDE, that LDE's tables and SE profiles.
+// How one stage is looked up: its LDE, that LDE's tables and SE profiles. An LDE the profile
+// stage info gives no SE-profile set still describes its stage; the set is then absent, and
+// only choosing a profile at that stage is refused.
 class AaclLdeMgTableLookupDesc {
 public:
    AaclLdeMgTableLookupDesc() = default;
@@ -76,25 +79,35 @@ public:
                             const AaclSeProfileSet& ldeSeProfileSet)
        : ldeId_(ldeId), mgTableId_(mgTableId), mgksTableId_(mgksTableId),
          ldeSeProfileSet_(ldeSeProfileSet) {}
+   AaclLdeMgTableLookupDesc(XpXdk::XpLdeId ldeId, AaclMgTableId mgTableId,
+                            AaclMgksTableId mgksTableId,
+                            const Norv::Ptr<const AaclSeProfileSet>& ldeSeProfileSet)
+       : ldeId_(ldeId), mgTableId_(mgTableId), mgksTableId_(mgksTableId) {
+      if (ldeSeProfileSet) ldeSeProfileSet_ = *ldeSeProfileSet;
+   }
 
    XpXdk::XpLdeId ldeId() const { return ldeId_; }
    AaclMgTableId mgTableId() const { return mgTableId_; }
    AaclMgksTableId mgksTableId() const { return mgksTableId_; }
-   const AaclSeProfileSet& ldeSeProfileSet() const { return ldeSeProfileSet_; }
+   // Null when the LDE has no SE-profile set.
+   const AaclSeProfileSet* ldeSeProfileSet() const {
+      return ldeSeProfileSet_ ? &*ldeSeProfileSet_ : nullptr;
+   }
 
    bool operator==(const AaclLdeMgTableLookupDesc&) const = default;
    std::string text() const {
-      return Norv::valueText("XpAcl::AaclLdeMgTableLookupDesc", Norv::field("ldeId", ldeId_),
-                             Norv::field("mgTableId", mgTableId_),
-                             Norv::field("mgksTableId", mgksTableId_),
-                             Norv::field("ldeSeProfileSet", ldeSeProfileSet_));
+      return Norv::valueText(
+          "XpAcl::AaclLdeMgTableLookupDesc", Norv::field("ldeId", ldeId_),
+          Norv::field("mgTableId", mgTableId_), Norv::field("mgksTableId", mgksTableId_),
+          Norv::field("ldeSeProfileSet",
+                      ldeSeProfileSet_ ? ldeSeProfileSet_->text() : std::string("null")));
    }
 
 private:
    XpXdk::XpLdeId ldeId_;
    AaclMgTableId mgTableId_;
    AaclMgksTableId mgksTableId_;
-   AaclSeProfileSet ldeSeProfileSet_;
+   std::optional<AaclSeProfileSet> ldeSeProfileSet_;
 };
 
 // The outcome of choosing an SE profile for a rule list at a stage.

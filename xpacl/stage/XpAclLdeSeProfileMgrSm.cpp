@@ -81,8 +81,9 @@ void AaclChipRuleListLdeSeProfileMgrSm::handleMaskGroupDescriptor(
       NORV_TRACE(5, " stage {} no stage descriptor yet", stageId);
       return;
    }
-   const AaclSeProfileSet& ldeSeProfileSet =
+   const AaclSeProfileSet* ldeSeProfileSet =
        stageDescriptor->ldeMgTableLookupDesc().ldeSeProfileSet();
+   NORV_ASSERT(ldeSeProfileSet);
    // Copied before publishing: the handlers of the status may change the configuration.
    const Orim::MaskGroupDescriptor maskGroupDescriptor = *config;
    Norv::Ptr<AaclSeProfileStageStatus> stageStatus = statusEntry_->stageStatusIs(stageId);
@@ -97,7 +98,7 @@ void AaclChipRuleListLdeSeProfileMgrSm::handleMaskGroupDescriptor(
       return;
    }
    // Profiles are shared: the first one that fits is the rule list's, whoever else uses it.
-   for (auto it = ldeSeProfileSet.aaclSuperkeyFieldsColl().begin(); it; ++it) {
+   for (auto it = ldeSeProfileSet->aaclSuperkeyFieldsColl().begin(); it; ++it) {
       if (!carries(it.value(), sip, dip)) continue;
       NORV_TRACE(5, "Allocating SE profileId {}", it.key());
       stageStatus->ldeSeProfileIdIs(it.key());

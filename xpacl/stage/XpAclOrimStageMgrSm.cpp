@@ -53,11 +53,10 @@ void AaclChipStageMgrSm::doSetupAaclStages() {
       stages.emplace_back(it.key(), it.value());
    }
    for (const auto& [stageId, ldeId] : stages) {
+      // A missing set still describes the stage; choosing a profile there is what fails.
       Norv::Ptr<const AaclSeProfileSet> ldeSeProfileSet = info.ldeSeProfileSet(ldeId);
-      NORV_ASSERT(ldeSeProfileSet);
-      const AaclLdeMgTableLookupDesc lookupDesc(ldeId, info.ldeIdToMgTableId(ldeId),
-                                                info.ldeIdToMgksTableId(ldeId),
-                                                *ldeSeProfileSet);
+      const AaclLdeMgTableLookupDesc lookupDesc(
+          ldeId, info.ldeIdToMgTableId(ldeId), info.ldeIdToMgksTableId(ldeId), ldeSeProfileSet);
       auto stageDescriptor = aaclChipStageStatus_->aaclStageDescriptorIs(stageId, lookupDesc);
 
       uint32_t numOfEntry = 0;
@@ -70,6 +69,7 @@ void AaclChipStageMgrSm::doSetupAaclStages() {
           stageId, kHwKeyLength, kNumWays, kIndexBits, kBucketDepth));
 
       // Both address families are offered every length a profile carries.
+      if (!ldeSeProfileSet) continue;
       for (auto p = ldeSeProfileSet->aaclSuperkeyFieldsColl().begin(); p; ++p) {
          const AaclSuperkeyFields& fields = p.value();
          for (auto l = fields.sipLenColl().begin(); l; ++l) {
