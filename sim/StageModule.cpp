@@ -174,9 +174,10 @@ void showStages(Simulator& s, const Args& a) {
         << " seProfiles "
         << (profiles ? std::to_string(profiles->aaclSuperkeyFieldsCount()) : "none")
         << " hashTable " << hashTableText(it.value()->orimStageDescriptor()) << "\n";
-      if (!oneStage) continue;
-      for (const auto& id : sortedKeys(profiles)) {
-         const AaclSuperkeyFields& f = *profiles.find(id);
+      if (!oneStage || !profiles) continue;
+      const auto& fields = profiles->aaclSuperkeyFieldsColl();
+      for (const auto& id : sortedKeys(fields)) {
+         const AaclSuperkeyFields& f = *fields.find(id);
          o << "    seProfile " << id.text() << " sipLen" << lengths(f.sipLenColl()) << " dipLen"
            << lengths(f.dipLenColl()) << "\n";
       }
