@@ -37,6 +37,7 @@ AaclDefaultProfileStageInfo::AaclDefaultProfileStageInfo(
 }
 
 void AaclDefaultProfileStageInfo::handleInitialized() {
+   NORV_TRACE(8, "AaclDefaultProfileStageInfo::");
    doSetupAaclOrimStageIdToAaclTableIdMapping();
    doSetupAaclLdeSuperkeyFields();
    initializedIs(true);

@@ -57,6 +57,7 @@ void AaclChipRuleListLdeSeProfileMgrSm::handleInitialized() {
 }
 
 void AaclChipRuleListLdeSeProfileMgrSm::handleMaskGroupDescriptor() {
+   NORV_TRACE(8, "AaclChipRuleListLdeSeProfileMgrSm::");
    for (const auto& stageId :
         keysToVisit(configEntry_->maskGroupDescriptorColl(), statusEntry_->stageStatusColl())) {
       handleMaskGroupDescriptor(stageId);
@@ -134,6 +135,7 @@ void AaclChipLdeSeProfileMgrSm::handleInitialized() {
 }
 
 void AaclChipLdeSeProfileMgrSm::handleSeProfileConfigForChipRuleList() {
+   NORV_TRACE(8, "AaclChipLdeSeProfileMgrSm::");
    for (const auto& id : keysToVisit(chipSearchProfileConfig_->configEntryColl(),
                                      chipRuleListSeProfileMgrSmColl())) {
       handleSeProfileConfigForChipRuleList(id);
@@ -196,6 +198,7 @@ void AaclLdeSeProfileMgrSm::handleInitialized() {
 }
 
 void AaclLdeSeProfileMgrSm::handleChipStageStatus() {
+   NORV_TRACE(8, "AaclLdeSeProfileMgrSm::");
    for (const auto& chipId :
         keysToVisit(aaclStageStatus_->aaclChipStageStatusColl(), chipLdeSeProfileMgrSmColl())) {
       handleChipStageStatus(chipId);

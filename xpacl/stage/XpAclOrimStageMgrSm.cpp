@@ -108,6 +108,7 @@ void AaclStageMgrSm::handleInitialized() {
 }
 
 void AaclStageMgrSm::handleXpDevice() {
+   NORV_TRACE(8, "AaclStageMgrSm::");
    std::vector<XpXdk::XpDeviceId> devices;
    for (auto it = activeXpDeviceColl_->deviceIdColl().begin(); it; ++it) {
       devices.push_back(it.key());

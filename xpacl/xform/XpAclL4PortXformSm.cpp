@@ -91,6 +91,7 @@ void L4PortXformSm::handleXpDevice(const XpXdk::XpDeviceId& devId) {
 }
 
 void L4PortXformSm::handleXpDevice() {
+   NORV_TRACE(8, "L4PortXformSm::handleXpDevice");
    if (!activeXpDeviceColl_) return;
    for (auto it = activeXpDeviceColl_->deviceIdColl().begin(); it; ++it)
       handleXpDevice(it.key());
@@ -107,6 +108,7 @@ void L4PortXformSm::handleChipPortRangeConfig(const Orim::ChipId& chipId) {
 }
 
 void L4PortXformSm::handleChipPortRangeConfig() {
+   NORV_TRACE(8, "L4PortXformSm::handleChipPortRangeConfig");
    forEachChip(chipPortRangeConfigColl(),
                portRangeConfig_ ? &portRangeConfig_->chipPortRangeConfigColl() : nullptr,
                [this](const Orim::ChipId& chipId) { handleChipPortRangeConfig(chipId); });
@@ -243,6 +245,7 @@ void L4PortXformSm::NorvChipPortRangeConfig::handleActiveXform(const Orim::L4Por
 }
 
 void L4PortXformSm::NorvChipPortRangeConfig::handleActiveXform() {
+   NORV_TRACE(8, "NorvChipPortRangeConfig::handleActiveXform chipId {}", fwkKey_);
    for (auto it = chipPortRangeConfig_->activeXformColl().begin(); it; ++it) {
       handleActiveXform(it.key());
    }

@@ -145,6 +145,7 @@ void PrefixXformSm::handleXpDevice(const XpXdk::XpDeviceId& devId) {
 }
 
 void PrefixXformSm::handleXpDevice() {
+   NORV_TRACE(8, "PrefixXformSm::handleXpDevice");
    if (!activeXpDeviceColl_) return;
    for (auto it = activeXpDeviceColl_->deviceIdColl().begin(); it; ++it)
       handleXpDevice(it.key());
@@ -161,6 +162,7 @@ void PrefixXformSm::handleChipIpGenPrefixConfig(const Orim::ChipId& chipId) {
 }
 
 void PrefixXformSm::handleChipIpGenPrefixConfig() {
+   NORV_TRACE(8, "PrefixXformSm::handleChipIpGenPrefixConfig");
    forEachChip(chipPrefixConfigColl(),
                prefixConfig_ ? &prefixConfig_->chipIpGenPrefixConfigColl() : nullptr,
                [this](const Orim::ChipId& chipId) { handleChipIpGenPrefixConfig(chipId); });
