@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "norv/LogHandle.h"
+#include "sim/PortRangeFit.h"
 #include "sim/Sim.h"
 #include "xdk/xpDeviceMgr.h"
 #include "xpacl/xform/XpAclL4PortXformSm.h"
@@ -98,25 +99,13 @@ Norv::Ptr<Orim::ChipPortRangeConfig> chipRanges(Simulator& s, const Instance& in
    return chipCfg;
 }
 
-// Each port carries one label, so ranges of a chip may not meet; the driver aborts on ranges
-// that share a boundary.
 void checkRangeFits(const Orim::ChipPortRangeConfig& cfg, const Orim::L4PortRange& r) {
-   const auto lo = std::min(r.rangeStart, r.rangeEnd), hi = std::max(r.rangeStart, r.rangeEnd);
-   for (auto it = cfg.activeXformColl().begin(); it; ++it) {
-      const auto& o = it.key();
-      if (o == r) continue;
-      if (o.rangeStart == r.rangeStart) {
-         throw Error("range " + std::to_string(r.rangeStart) + "-" +
-                     std::to_string(r.rangeEnd) + " shares its start with range " +
-                     std::to_string(o.rangeStart) + "-" + std::to_string(o.rangeEnd));
-      }
-      if (std::max(o.rangeStart, o.rangeEnd) >= lo &&
-          std::min(o.rangeStart, o.rangeEnd) <= hi) {
-         throw Error("range " + std::to_string(r.rangeStart) + "-" +
-                     std::to_string(r.rangeEnd) + " overlaps range " +
-                     std::to_string(o.rangeStart) + "-" + std::to_string(o.rangeEnd));
-      }
-   }
+   const auto o = portRangeConflict(cfg.activeXformColl(), r);
+   if (!o) return;
+   throw Error(
+       "range " + std::to_string(r.rangeStart) + "-" + std::to_string(r.rangeEnd) +
+       (o->rangeStart == r.rangeStart ? " shares its start with range " : " overlaps range ") +
+       std::to_string(o->rangeStart) + "-" + std::to_string(o->rangeEnd));
 }
 
 Orim::L4PortRange rangeArgs(const Args& a, size_t i) {
