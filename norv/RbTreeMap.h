@@ -106,10 +106,22 @@ public:
    ConstIterator lowerBound(const K& k) const { return ConstIterator(this, lowerNode(k)); }
    Iterator upperBound(const K& k) { return Iterator(this, upperNode(k)); }
    ConstIterator upperBound(const K& k) const { return ConstIterator(this, upperNode(k)); }
-   // The last member whose key is less than k: the neighbour below, which bounds alone do not
-   // reach.
-   Iterator lastBelow(const K& k) { return Iterator(this, belowNode(k)); }
-   ConstIterator lastBelow(const K& k) const { return ConstIterator(this, belowNode(k)); }
+   // The members on either side of k, found in one descent: the last whose key is less than k
+   // (which the bounds do not reach) and the first whose key is not (the lower bound).
+   std::pair<ConstIterator, ConstIterator> neighbours(const K& k) const {
+      Node* below = nullptr;
+      Node* lower = nullptr;
+      for (Node* n = root_; n;) {
+         if (less_(n->key, k)) {
+            below = n;
+            n = n->right;
+         } else {
+            lower = n;
+            n = n->left;
+         }
+      }
+      return {ConstIterator(this, below), ConstIterator(this, lower)};
+   }
 
    // Same keys with equal values.
    bool operator==(const RbTreeMap& o) const {
@@ -165,19 +177,6 @@ private:
             n = n->right;
          } else {
             found = n;
-            n = n->left;
-         }
-      }
-      return found;
-   }
-
-   Node* belowNode(const K& k) const {
-      Node* found = nullptr;
-      for (Node* n = root_; n;) {
-         if (less_(n->key, k)) {
-            found = n;
-            n = n->right;
-         } else {
             n = n->left;
          }
       }

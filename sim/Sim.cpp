@@ -15,11 +15,24 @@ std::vector<Module>& modules() {
    return m;
 }
 
+// The words of a line up to a '#', split at blanks and tabs. By hand: a loaded table is a
+// line per entry, and a string stream per line would cost more than the driver's work.
 std::vector<std::string> split(const std::string& line) {
+   auto blank = [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); };
    std::vector<std::string> words;
-   std::istringstream in(line.substr(0, line.find('#')));
-   for (std::string w; in >> w;)
-      words.push_back(w);
+   words.reserve(8);
+   const size_t end = std::min(line.find('#'), line.size());
+   for (size_t i = 0; i < end;) {
+      if (blank(line[i])) {
+         ++i;
+         continue;
+      }
+      size_t j = i;
+      while (j < end && !blank(line[j]))
+         ++j;
+      words.emplace_back(line, i, j - i);
+      i = j;
+   }
    return words;
 }
 
@@ -111,7 +124,7 @@ void Simulator::printHelp() {
    }
 }
 
-void Simulator::runLine(const std::vector<std::string>& words) {
+void Simulator::runLine(std::vector<std::string> words) {
    const std::string& family = words[0];
    bool familyKnown = false;
    for (const auto& c : commands_) {
@@ -119,7 +132,9 @@ void Simulator::runLine(const std::vector<std::string>& words) {
       familyKnown = true;
       if (!c.verb.empty() && (words.size() < 2 || words[1] != c.verb)) continue;
       const size_t skip = c.verb.empty() ? 1 : 2;
-      c.run(*this, Args(std::vector<std::string>(words.begin() + skip, words.end())));
+      // The line's own words become the arguments: no copy per line.
+      words.erase(words.begin(), words.begin() + static_cast<std::ptrdiff_t>(skip));
+      c.run(*this, Args(std::move(words)));
       return;
    }
    if (!familyKnown) throw Error("unknown command '" + family + "' (try 'help')");
@@ -133,10 +148,10 @@ bool Simulator::runText(const std::string& source, const std::string& text, std:
    int lineNo = 0;
    while (std::getline(in, line)) {
       ++lineNo;
-      const auto words = split(line);
+      auto words = split(line);
       if (words.empty()) continue;
       try {
-         runLine(words);
+         runLine(std::move(words));
       } catch (const std::exception& e) {
          // Scenario input is user input: report it and stop cleanly, never abort.
          world_.batch.reset();

@@ -78,7 +78,7 @@ public:
    const std::vector<Command>& commands() const { return commands_; }
 
 private:
-   void runLine(const std::vector<std::string>& words);
+   void runLine(std::vector<std::string> words);
    std::ostream& out_;
    SimWorld world_;
    std::vector<Command> commands_;

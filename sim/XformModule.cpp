@@ -1,7 +1,9 @@
 // Field compression in the simulator: the upper layer's port ranges and IP prefixes per chip,
 // their request ids, and the six transform reactors that program them.
 #include <algorithm>
+#include <array>
 #include <cstdio>
+#include <functional>
 #include <iostream>
 #include <vector>
 
@@ -89,9 +91,17 @@ void captureFd(Simulator& s, F&& dump) {
 
 // --- L4 port ranges
 
-Norv::Ptr<Orim::ChipPortRangeConfig> chipRanges(Simulator& s, const Instance& inst,
+// The port-range configuration of each L4 instance, in the order of kL4Instances; resolved once
+// at start, as a table load runs these commands once per range. The world holds them.
+using L4Configs = std::array<Orim::PortRangeConfig*, std::size(kL4Instances)>;
+
+Orim::PortRangeConfig& l4Config(const L4Configs& cfgs, const Instance& inst) {
+   return *cfgs[&inst - kL4Instances];
+}
+
+Norv::Ptr<Orim::ChipPortRangeConfig> chipRanges(const L4Configs& cfgs, const Instance& inst,
                                                 Orim::ChipId chip, bool create) {
-   auto cfg = s.world().get<Orim::PortRangeConfig>(configKey(inst.smName));
+   Orim::PortRangeConfig* cfg = &l4Config(cfgs, inst);
    auto chipCfg = cfg->chipPortRangeConfig(chip);
    if (!chipCfg && create) chipCfg = cfg->chipPortRangeConfigIs(chip);
    if (!chipCfg)
@@ -113,23 +123,23 @@ Orim::L4PortRange rangeArgs(const Args& a, size_t i) {
                             static_cast<uint16_t>(a.number(i + 1, "range end", 65535))};
 }
 
-void l4Range(Simulator& s, const Args& a) {
+void l4Range(const L4Configs& cfgs, const Args& a) {
    const auto& inst = instanceArg(a, 0, kL4Instances);
    const auto chip = chipArg(a, 1);
    const auto range = rangeArgs(a, 2);
    const auto label = static_cast<uint16_t>(a.number(4, "label", 65535));
    a.atMost(5);
-   auto cfg = chipRanges(s, inst, chip, true);
+   auto cfg = chipRanges(cfgs, inst, chip, true);
    checkRangeFits(*cfg, range);
    cfg->activeXformIs(range, Orim::XformedPortRange{label});
 }
 
-void l4Remove(Simulator& s, const Args& a) {
+void l4Remove(const L4Configs& cfgs, const Args& a) {
    const auto& inst = instanceArg(a, 0, kL4Instances);
    const auto chip = chipArg(a, 1);
    const auto range = rangeArgs(a, 2);
    a.atMost(4);
-   auto cfg = chipRanges(s, inst, chip, false);
+   auto cfg = chipRanges(cfgs, inst, chip, false);
    if (!cfg->activeXformColl().contains(range)) {
       throw Error("chip " + chip.text() + " has no range " + std::to_string(range.rangeStart) +
                   "-" + std::to_string(range.rangeEnd));
@@ -137,20 +147,26 @@ void l4Remove(Simulator& s, const Args& a) {
    cfg->activeXformDel(range);
 }
 
-void l4Request(Simulator& s, const Args& a) {
+void l4Request(const L4Configs& cfgs, const Args& a) {
    const auto& inst = instanceArg(a, 0, kL4Instances);
    const auto chip = chipArg(a, 1);
    const double id = a.real(2, "request id");
    a.atMost(3);
-   chipRanges(s, inst, chip, false)->attemptedRequestIdIs(id);
+   chipRanges(cfgs, inst, chip, false)->attemptedRequestIdIs(id);
 }
 
-void l4ChipRemove(Simulator& s, const Args& a) {
+void l4ChipRemove(const L4Configs& cfgs, const Args& a) {
    const auto& inst = instanceArg(a, 0, kL4Instances);
    const auto chip = chipArg(a, 1);
    a.atMost(2);
-   chipRanges(s, inst, chip, false);
-   s.world().get<Orim::PortRangeConfig>(configKey(inst.smName))->chipPortRangeConfigDel(chip);
+   chipRanges(cfgs, inst, chip, false);
+   l4Config(cfgs, inst).chipPortRangeConfigDel(chip);
+}
+
+// A command of the L4 instances, given their configurations.
+std::function<void(Simulator&, const Args&)>
+withL4(const L4Configs& cfgs, void (*run)(const L4Configs&, const Args&)) {
+   return [cfgs, run](Simulator&, const Args& a) { run(cfgs, a); };
 }
 
 void showL4(Simulator& s, const Args& a) {
@@ -308,8 +324,10 @@ void start(Simulator& s) {
       std::fflush(stderr);
    });
    auto& w = s.world();
+   L4Configs l4Cfgs{};
    for (const auto& inst : kL4Instances) {
       auto cfg = w.hold(configKey(inst.smName), Orim::portRangeConfigFactory(inst.smName));
+      l4Cfgs[&inst - kL4Instances] = cfg.ptr();
       auto status = w.hold(statusKey(inst.smName), Orim::resourceStatusFactory(inst.smName));
       w.hold(inst.smName, XpAcl::l4PortXformSmFactory(inst.smName, w.devices, cfg, status))
           ->initializedIs(true);
@@ -327,12 +345,14 @@ void start(Simulator& s) {
    }
 
    s.addCommand({"l4", "range", "INST CHIP START END LABEL",
-                 "give ports START..END of the chip a label (INST: src or dst)", l4Range});
-   s.addCommand({"l4", "remove", "INST CHIP START END", "remove a port range", l4Remove});
-   s.addCommand(
-       {"l4", "request", "INST CHIP ID", "raise the chip's attempted request id", l4Request});
-   s.addCommand(
-       {"l4", "chip-remove", "INST CHIP", "remove the chip's port ranges", l4ChipRemove});
+                 "give ports START..END of the chip a label (INST: src or dst)",
+                 withL4(l4Cfgs, l4Range)});
+   s.addCommand({"l4", "remove", "INST CHIP START END", "remove a port range",
+                 withL4(l4Cfgs, l4Remove)});
+   s.addCommand({"l4", "request", "INST CHIP ID", "raise the chip's attempted request id",
+                 withL4(l4Cfgs, l4Request)});
+   s.addCommand({"l4", "chip-remove", "INST CHIP", "remove the chip's port ranges",
+                 withL4(l4Cfgs, l4ChipRemove)});
    s.addCommand({"prefix", "attempt", "INST CHIP PREFIX LABEL",
                  "add a prefix to the attempted set (INST: src4, dst4, src6, dst6)",
                  prefixAttempt});

@@ -22,7 +22,7 @@ TEST(RbTreeMap, KeyOrderAndBounds) {
    Tree t;
    EXPECT_EQ(t.begin(), t.end());
    EXPECT_FALSE(t.lowerBound(0));
-   EXPECT_FALSE(t.lastBelow(0));
+   EXPECT_FALSE(t.neighbours(0).first || t.neighbours(0).second);
    for (int k : {50, 10, 40, 20, 30})
       t.insert(k, k);
    EXPECT_EQ(keysOf(t), (std::vector<int>{10, 20, 30, 40, 50}));
@@ -32,11 +32,14 @@ TEST(RbTreeMap, KeyOrderAndBounds) {
    EXPECT_EQ(t.lowerBound(5).key(), 10);
    EXPECT_FALSE(t.upperBound(50));
    EXPECT_FALSE(t.lowerBound(51));
-   EXPECT_EQ(t.lastBelow(30).key(), 20);
-   EXPECT_EQ(t.lastBelow(31).key(), 30);
-   EXPECT_EQ(t.lastBelow(1000).key(), 50);
-   EXPECT_FALSE(t.lastBelow(10));
-   auto below = t.lastBelow(45);
+   EXPECT_EQ(t.neighbours(30).first.key(), 20);
+   EXPECT_EQ(t.neighbours(30).second.key(), 30);
+   EXPECT_EQ(t.neighbours(31).first.key(), 30);
+   EXPECT_EQ(t.neighbours(31).second.key(), 40);
+   EXPECT_EQ(t.neighbours(1000).first.key(), 50);
+   EXPECT_FALSE(t.neighbours(1000).second);
+   EXPECT_FALSE(t.neighbours(10).first);
+   auto below = t.neighbours(45).first;
    EXPECT_EQ((++below).key(), 50); // an iterator like any other
    const int* p = t.find(30);
    EXPECT_FALSE(t.insert(30, 0).second); // present: left as it is
@@ -208,10 +211,14 @@ TEST(RbTreeMap, AgreesWithModelUnderRandomOperations) {
             EXPECT_EQ(lb.key(), mlb->first);
             EXPECT_EQ(lb.value(), mlb->second);
          }
-         auto below = t.lastBelow(k);
+         const auto [below, lower] = std::as_const(t).neighbours(k);
          ASSERT_EQ(bool(below), mlb != model.begin());
          if (below) {
             EXPECT_EQ(below.key(), std::prev(mlb)->first);
+         }
+         ASSERT_EQ(bool(lower), bool(lb));
+         if (lower) {
+            EXPECT_EQ(lower.key(), lb.key());
          }
          break;
       }
