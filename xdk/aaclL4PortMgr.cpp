@@ -9,8 +9,11 @@ namespace {
 
 const xpMgrRegistration reg([] {
    for (size_t instance : {aaclL4PortMgr::kSrcInstance, aaclL4PortMgr::kDstInstance}) {
+      auto mgr = std::make_unique<aaclL4PortMgr>();
+      mgr->tableNameIs(instance == aaclL4PortMgr::kSrcInstance ? "aaclL4PortMgr.src"
+                                                               : "aaclL4PortMgr.dst");
       xpAclPl::instance()->addMgr(xpPrimitiveMgrBase<aaclL4PortMgr>::idAt(instance),
-                                  std::make_unique<aaclL4PortMgr>());
+                                  std::move(mgr));
    }
 });
 

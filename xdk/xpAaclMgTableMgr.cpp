@@ -9,8 +9,9 @@
 namespace {
 
 const xpMgrRegistration reg([] {
-   xpAclPl::instance()->addMgr(xpPrimitiveMgrBase<xpAaclMgTableMgr>::idAt(0),
-                               std::make_unique<xpAaclMgTableMgr>());
+   auto mgr = std::make_unique<xpAaclMgTableMgr>();
+   mgr->tableNameIs("xpAaclMgTableMgr");
+   xpAclPl::instance()->addMgr(xpPrimitiveMgrBase<xpAaclMgTableMgr>::idAt(0), std::move(mgr));
 });
 
 } // namespace

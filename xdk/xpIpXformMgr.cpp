@@ -9,8 +9,11 @@ namespace {
 
 const xpMgrRegistration reg([] {
    for (size_t instance : {xpIpXformMgr::kSrcInstance, xpIpXformMgr::kDstInstance}) {
+      auto mgr = std::make_unique<xpIpXformMgr>();
+      mgr->tableNameIs(instance == xpIpXformMgr::kSrcInstance ? "xpIpXformMgr.src"
+                                                              : "xpIpXformMgr.dst");
       xpAclPl::instance()->addMgr(xpPrimitiveMgrBase<xpIpXformMgr>::idAt(instance),
-                                  std::make_unique<xpIpXformMgr>());
+                                  std::move(mgr));
    }
 });
 

@@ -26,6 +26,14 @@ XP_STATUS xpPlBase::addMgr(uint32_t id, std::unique_ptr<xpPrimitiveMgr> mgr) {
    return XP_NO_ERR;
 }
 
+std::vector<std::pair<uint32_t, const xpPrimitiveMgr*>> xpPlBase::mgrs() const {
+   std::vector<std::pair<uint32_t, const xpPrimitiveMgr*>> all;
+   all.reserve(mgrs_.size());
+   for (const auto& [id, mgr] : mgrs_)
+      all.emplace_back(id, mgr.get());
+   return all;
+}
+
 XP_STATUS xpPlBase::removeMgr(uint32_t id) {
    return mgrs_.erase(id) ? XP_NO_ERR : XP_ERR_KEY_NOT_FOUND;
 }

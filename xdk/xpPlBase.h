@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <utility>
+#include <vector>
 
 class xpDeviceMgr;
 
@@ -37,6 +39,8 @@ public:
    // XP_ERR_KEY_NOT_FOUND if no manager has that id.
    XP_STATUS removeMgr(uint32_t id);
    size_t numOfMgrs() const { return mgrs_.size(); }
+   // Every manager with its id, in ascending id order.
+   std::vector<std::pair<uint32_t, const xpPrimitiveMgr*>> mgrs() const;
    // Drops every manager.
    void reset();
 

@@ -38,6 +38,14 @@ uint64_t xpPrimitiveMgr::calls(std::string_view op) const {
    return i ? hot_[*i].calls : 0;
 }
 
+std::vector<std::pair<std::string, uint64_t>> xpPrimitiveMgr::opCounts() const {
+   std::vector<std::pair<std::string, uint64_t>> counts;
+   counts.reserve(cold_.size());
+   for (size_t i = 0; i < cold_.size(); ++i)
+      counts.emplace_back(cold_[i].name, hot_[i].calls);
+   return counts;
+}
+
 void xpPrimitiveMgr::resetCounters() {
    for (auto& s : hot_)
       s.calls = 0;

@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 // Base of every table manager. A manager is registered in a platform layer under a primitive
@@ -42,7 +43,14 @@ public:
    virtual XP_STATUS removeDevice(xpsDevice_t devId);
 
    uint64_t calls(std::string_view op) const;
+   // Every operation counted so far with its count, in the order each was first seen.
+   std::vector<std::pair<std::string, uint64_t>> opCounts() const;
    void resetCounters();
+
+   // The name people read for this table in counts and dumps, given by the code that
+   // registers the manager; empty until then.
+   const std::string& tableName() const { return tableName_; }
+   void tableNameIs(std::string name) { tableName_ = std::move(name); }
    void injectStatus(std::string_view op, XP_STATUS status);
    // Drops injected statuses not yet used.
    void clearInjectedStatus();
@@ -91,4 +99,5 @@ private:
    std::deque<HotSlot> hot_;
    std::vector<ColdSlot> cold_;
    size_t injectedTotal_ = 0;
+   std::string tableName_;
 };

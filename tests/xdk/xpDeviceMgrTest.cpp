@@ -71,6 +71,8 @@ TEST_F(xpDeviceMgrTest, LayersFindManagersByIdAndType) {
    EXPECT_EQ(acl->getMgr<xpTestTableMgr>(id), mgr);
    EXPECT_EQ(acl->getMgr<xpTestTableMgr>(id + 1), nullptr) << "wrong type";
    EXPECT_EQ(acl->getPrimitiveMgr(id + 2), nullptr);
+   using All = std::vector<std::pair<uint32_t, const xpPrimitiveMgr*>>;
+   EXPECT_EQ(acl->mgrs(), (All{{id, mgr}, {id + 1, acl->getPrimitiveMgr(id + 1)}}));
    EXPECT_EQ(xpIfPl::instance()->getPrimitiveMgr(id), nullptr) << "layers are separate";
 
    EXPECT_EQ(acl->addMgr(id, std::make_unique<xpTestTableMgr>(1)), XP_ERR_ID_IN_USE);

@@ -47,6 +47,27 @@ TEST_F(xpPrimitiveMgrOps, CountsEveryCallByOperationIncludingRejectedOnes) {
    EXPECT_EQ(mgr_.calls("writeEntry"), 0u);
 }
 
+TEST_F(xpPrimitiveMgrOps, ListsEveryOperationItCountedInFirstSeenOrder) {
+   using Counts = std::vector<std::pair<std::string, uint64_t>>;
+   // The table's own operations are known from construction on, uncalled.
+   EXPECT_EQ(mgr_.opCounts(),
+             (Counts{{"getNumOfEntry", 0}, {"readEntry", 0}, {"writeEntry", 0}}));
+   mgr_.clearEntry(0, 1);
+   mgr_.clearEntry(0, 2);
+   mgr_.injectStatus("removeEntry", XP_NO_ERR); // known by name, never called
+   mgr_.writeEntry(0, 1, &entry_);
+   const std::string clearName = "clearEntry"; // another string with the same name
+   EXPECT_EQ(mgr_.calls(clearName), 2u);
+   EXPECT_EQ(mgr_.opCounts(), (Counts{{"getNumOfEntry", 0},
+                                      {"readEntry", 0},
+                                      {"writeEntry", 1},
+                                      {"clearEntry", 2},
+                                      {"removeEntry", 0}}));
+   EXPECT_EQ(mgr_.tableName(), "");
+   mgr_.tableNameIs("test.table");
+   EXPECT_EQ(mgr_.tableName(), "test.table");
+}
+
 TEST_F(xpPrimitiveMgrOps, InjectedStatusesRefuseTheNextCallsInOrder) {
    mgr_.injectStatus("writeEntry", XP_ERR_TABLE_FULL);
    mgr_.injectStatus("writeEntry", XP_ERR_KEY_EXISTS);
