@@ -55,6 +55,29 @@ TEST(SimInput, BadInputGivesFileLineAndAClearMessage) {
    }
 }
 
+TEST(SimInput, ShowSdkNamesItsTablesAndCountsFromTheLastLook) {
+   const Outcome bad = play("show sdk nosuch\n");
+   EXPECT_FALSE(bad.ok);
+   EXPECT_EQ(bad.err.rfind("t.scn:1: unknown table 'nosuch': expected one of ", 0), 0u)
+       << bad.err;
+   EXPECT_NE(bad.err.find("aaclL4PortMgr.dst, aaclL4PortMgr.src, xpAaclMgTableMgr"), std::string::npos)
+       << "tables in name order: " << bad.err;
+   EXPECT_FALSE(play("show sdk aaclL4PortMgr.src extra\n").ok);
+
+   // The counts of one table, looked at alone, start afresh for that table only.
+   const Outcome r = play("device add 2\ndevice up 2\nl4 range dst 2 7 7 1\n"
+                          "show sdk aaclL4PortMgr.dst\nl4 range dst 2 8 8 1\nshow sdk\n");
+   ASSERT_TRUE(r.ok) << r.err;
+   EXPECT_NE(r.out.find("of aaclL4PortMgr.dst\n  aaclL4PortMgr.dst: getNumOfEntry 1, "
+                        "readEntry 65537, writeEntry 1\n"),
+             std::string::npos)
+       << r.out;
+   EXPECT_NE(r.out.find("'show sdk'\n  aaclL4PortMgr.dst: readEntry 1, writeEntry 1\n"
+                        "  aaclL4PortMgr.src: getNumOfEntry 1, readEntry 65536\n"),
+             std::string::npos)
+       << r.out;
+}
+
 TEST(SimInput, StopsAtTheFirstErrorAndKeepsWhatRanBefore) {
    const Outcome r = play("echo one\nbogus\necho two\n");
    EXPECT_EQ(r.out, "one\n");
