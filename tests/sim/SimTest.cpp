@@ -60,7 +60,8 @@ TEST(SimInput, ShowSdkNamesItsTablesAndCountsFromTheLastLook) {
    EXPECT_FALSE(bad.ok);
    EXPECT_EQ(bad.err.rfind("t.scn:1: unknown table 'nosuch': expected one of ", 0), 0u)
        << bad.err;
-   EXPECT_NE(bad.err.find("aaclL4PortMgr.dst, aaclL4PortMgr.src, xpAaclMgTableMgr"), std::string::npos)
+   EXPECT_NE(bad.err.find("aaclL4PortMgr.dst, aaclL4PortMgr.src, xpAaclMgTableMgr"),
+             std::string::npos)
        << "tables in name order: " << bad.err;
    EXPECT_FALSE(play("show sdk aaclL4PortMgr.src extra\n").ok);
 
