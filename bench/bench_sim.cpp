@@ -12,9 +12,9 @@
 // The simulator's cost of loading a table against the driver's own cost of programming it:
 // 65,536 one-port ranges for one chip, each with its own label, read by the simulator from
 // scenario text (parsed, checked, published), against the same ranges published straight into
-// the chip's configuration entity that the simulator feeds. Both start from an empty
-// configuration and a zeroed table and drive the same reactor and chip table, in alternation;
-// the target is a ratio of at most 3.
+// the chip's configuration entity that the simulator feeds. Both start from the chip's
+// configuration present but empty and a zeroed table, and drive the same reactor and chip
+// table, in alternation; the target is a ratio of at most 3.
 
 namespace {
 
@@ -54,12 +54,19 @@ void BM_SimLoadRangesVsDriver(benchmark::State& state) {
    }
    auto config = sim.world().get<Orim::PortRangeConfig>("L4SrcPortXformSm.config");
    const Orim::ChipId chip(0);
-   // Removing the chip's ranges clears the ports they labelled: the next round starts afresh.
+   // Removing the chip's ranges clears the ports they labelled; the empty configuration put
+   // back has the driver sweep the table once, outside the rounds: each round then costs its
+   // ranges only.
+   auto reset = [&] {
+      config->chipPortRangeConfigDel(chip);
+      config->chipPortRangeConfigIs(chip);
+   };
    auto clear = [&] {
       state.PauseTiming();
-      config->chipPortRangeConfigDel(chip);
+      reset();
       state.ResumeTiming();
    };
+   reset();
    FastestRounds rounds;
    for (auto _ : state) {
       timeRound(rounds, FastestRounds::kCase, [&] {
@@ -70,7 +77,7 @@ void BM_SimLoadRangesVsDriver(benchmark::State& state) {
       }
       clear();
       timeRound(rounds, FastestRounds::kBaseline, [&] {
-         auto ranges = config->chipPortRangeConfigIs(chip);
+         auto ranges = config->chipPortRangeConfig(chip);
          for (uint32_t port = 0; port < kRanges; ++port) {
             const auto p = static_cast<uint16_t>(port);
             ranges->activeXformIs(Orim::L4PortRange{p, p},
