@@ -21,13 +21,16 @@ struct Table {
 };
 
 // Every table of the model, in name order. A manager registered without a name shows as its
-// layer and id.
+// layer and its place among the layer's managers.
 std::vector<Table> tables() {
    std::vector<Table> all;
    for (const xpPlBase* layer : xpPlatformLayers()) {
+      size_t place = 0;
       for (const auto& [id, mgr] : layer->mgrs()) {
          const std::string key = std::string(layer->name()) + "#" + std::to_string(id);
-         all.push_back({key, mgr->tableName().empty() ? key : mgr->tableName(), mgr});
+         const std::string unnamed =
+             std::string(layer->name()) + ".table" + std::to_string(++place);
+         all.push_back({key, mgr->tableName().empty() ? unnamed : mgr->tableName(), mgr});
       }
    }
    std::sort(all.begin(), all.end(), [](const Table& x, const Table& y) {

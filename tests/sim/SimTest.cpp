@@ -7,6 +7,8 @@
 #include <sstream>
 
 #include "sim/Sim.h"
+#include "tests/xdk/xpTestTableMgr.h"
+#include "xdk/xpIfPl.h"
 
 namespace {
 
@@ -77,6 +79,33 @@ TEST(SimInput, ShowSdkNamesItsTablesAndCountsFromTheLastLook) {
                         "  aaclL4PortMgr.src: getNumOfEntry 1, readEntry 65536\n"),
              std::string::npos)
        << r.out;
+}
+
+TEST(SimInput, ShowSdkPicksUpEveryTableRegisteredInTheModel) {
+   std::ostringstream out, err;
+   Sim::Simulator sim(out);
+   // A table the simulator knows nothing of, one named and one not, in a layer of their own.
+   auto named = std::make_unique<xpTestTableMgr>(4);
+   auto unnamed = std::make_unique<xpTestTableMgr>(4);
+   named->tableNameIs("test.named");
+   xpTestTableMgr* n = named.get();
+   xpTestTableMgr* u = unnamed.get();
+   ASSERT_EQ(xpIfPl::instance()->addMgr(900, std::move(named)), XP_NO_ERR);
+   ASSERT_EQ(xpIfPl::instance()->addMgr(901, std::move(unnamed)), XP_NO_ERR);
+   ASSERT_TRUE(sim.runText("t.scn", "device add 3\n", err)) << err.str();
+   const xpTestEntry entry{1, 2};
+   n->writeEntry(3, 1, &entry);
+   u->clearEntry(3, 1);
+   u->clearEntry(3, 2);
+   ASSERT_TRUE(sim.runText("t.scn", "show sdk\nshow sdk if.table2\n", err)) << err.str();
+   EXPECT_EQ(out.str(),
+             "chip operations since the last 'show sdk'\n"
+             "  if.table2: clearEntry 2\n"
+             "  test.named: writeEntry 1\n"
+             "chip operations since the last 'show sdk' of if.table2\n"
+             "  if.table2: clearEntry 0, getNumOfEntry 0, readEntry 0, writeEntry 0\n");
+   xpIfPl::instance()->removeMgr(900);
+   xpIfPl::instance()->removeMgr(901);
 }
 
 TEST(SimInput, StopsAtTheFirstErrorAndKeepsWhatRanBefore) {
