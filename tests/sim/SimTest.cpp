@@ -7,8 +7,6 @@
 #include <sstream>
 
 #include "sim/Sim.h"
-#include "tests/xdk/xpTestTableMgr.h"
-#include "xdk/xpIfPl.h"
 
 namespace {
 
@@ -55,57 +53,6 @@ TEST(SimInput, BadInputGivesFileLineAndAClearMessage) {
       }
       EXPECT_EQ(r.err.rfind("t.scn:", 0), 0u) << r.err;
    }
-}
-
-TEST(SimInput, ShowSdkNamesItsTablesAndCountsFromTheLastLook) {
-   const Outcome bad = play("show sdk nosuch\n");
-   EXPECT_FALSE(bad.ok);
-   EXPECT_EQ(bad.err.rfind("t.scn:1: unknown table 'nosuch': expected one of ", 0), 0u)
-       << bad.err;
-   EXPECT_NE(bad.err.find("aaclL4PortMgr.dst, aaclL4PortMgr.src, xpAaclMgTableMgr"),
-             std::string::npos)
-       << "tables in name order: " << bad.err;
-   EXPECT_FALSE(play("show sdk aaclL4PortMgr.src extra\n").ok);
-
-   // The counts of one table, looked at alone, start afresh for that table only.
-   const Outcome r = play("device add 2\ndevice up 2\nl4 range dst 2 7 7 1\n"
-                          "show sdk aaclL4PortMgr.dst\nl4 range dst 2 8 8 1\nshow sdk\n");
-   ASSERT_TRUE(r.ok) << r.err;
-   EXPECT_NE(r.out.find("of aaclL4PortMgr.dst\n  aaclL4PortMgr.dst: getNumOfEntry 1, "
-                        "readEntry 65537, writeEntry 1\n"),
-             std::string::npos)
-       << r.out;
-   EXPECT_NE(r.out.find("'show sdk'\n  aaclL4PortMgr.dst: readEntry 1, writeEntry 1\n"
-                        "  aaclL4PortMgr.src: getNumOfEntry 1, readEntry 65536\n"),
-             std::string::npos)
-       << r.out;
-}
-
-TEST(SimInput, ShowSdkPicksUpEveryTableRegisteredInTheModel) {
-   std::ostringstream out, err;
-   Sim::Simulator sim(out);
-   // A table the simulator knows nothing of, one named and one not, in a layer of their own.
-   auto named = std::make_unique<xpTestTableMgr>(4);
-   auto unnamed = std::make_unique<xpTestTableMgr>(4);
-   named->tableNameIs("test.named");
-   xpTestTableMgr* n = named.get();
-   xpTestTableMgr* u = unnamed.get();
-   ASSERT_EQ(xpIfPl::instance()->addMgr(900, std::move(named)), XP_NO_ERR);
-   ASSERT_EQ(xpIfPl::instance()->addMgr(901, std::move(unnamed)), XP_NO_ERR);
-   ASSERT_TRUE(sim.runText("t.scn", "device add 3\n", err)) << err.str();
-   const xpTestEntry entry{1, 2};
-   n->writeEntry(3, 1, &entry);
-   u->clearEntry(3, 1);
-   u->clearEntry(3, 2);
-   ASSERT_TRUE(sim.runText("t.scn", "show sdk\nshow sdk if.table2\n", err)) << err.str();
-   EXPECT_EQ(out.str(),
-             "chip operations since the last 'show sdk'\n"
-             "  if.table2: clearEntry 2\n"
-             "  test.named: writeEntry 1\n"
-             "chip operations since the last 'show sdk' of if.table2\n"
-             "  if.table2: clearEntry 0, getNumOfEntry 0, readEntry 0, writeEntry 0\n");
-   xpIfPl::instance()->removeMgr(900);
-   xpIfPl::instance()->removeMgr(901);
 }
 
 TEST(SimInput, StopsAtTheFirstErrorAndKeepsWhatRanBefore) {
