@@ -14,7 +14,9 @@ class NotifieeBase;
 class Reactor;
 
 namespace detail {
-// Depth of open NotificationBatch scopes; read on every notification, so kept inline.
+// Depth of open NotificationBatch scopes; read on every notification, so kept inline. Exported,
+// as the delivery depth below: a program and the library it links must see one counter, not
+// one each.
 NORV_EXPORT inline unsigned batchDepth = 0;
 inline bool batchOpen() {
    return batchDepth > 0;
