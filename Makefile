@@ -1,18 +1,24 @@
 # Thin wrapper over the CMake presets.
 PRESET ?= release
+# Tests run on every core of the machine; `make test JOBS=1` runs them one at a time.
+JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 SRC_FILES = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
 
-.PHONY: build run test bench sanitize format format-check clean
+.PHONY: configure build run test bench sanitize format format-check clean
 
-build:
+configure:
 	cmake --preset $(PRESET) >/dev/null
+
+build: configure
 	cmake --build --preset $(PRESET)
 
-run: build
+# The simulator alone: no test or benchmark is built for it.
+run: configure
+	cmake --build --preset $(PRESET) --target xpacl-sim
 	./build/$(PRESET)/xpacl-sim
 
 test: build
-	ctest --preset $(PRESET)
+	ctest --preset $(PRESET) --parallel $(JOBS)
 
 sanitize:
 	$(MAKE) test PRESET=sanitize

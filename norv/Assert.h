@@ -1,10 +1,12 @@
 #pragma once
 
+#include "norv/Export.h"
+
 // An assertion that stays on in every build type: the driver's invariants guard the chip, so a
 // Release build must stop exactly where a debug build would.
 namespace Norv {
-[[noreturn]] void assertionFailed(const char* expr, const char* file, unsigned line,
-                                  const char* function);
+[[noreturn]] NORV_EXPORT void assertionFailed(const char* expr, const char* file, unsigned line,
+                                              const char* function);
 } // namespace Norv
 
 #define NORV_ASSERT(expr)                                                                      \

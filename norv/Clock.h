@@ -5,6 +5,8 @@
 #include <map>
 #include <utility>
 
+#include "norv/Export.h"
+
 namespace Norv {
 
 class Reactor;
@@ -13,7 +15,7 @@ class ClockNotifiee;
 // The activity manager owns the clock and the timers, the only queued events of the system.
 // In virtual time (tests, and the simulator by default) time moves only by advanceTo(), which
 // fires due timers in time order; in real time runFor() sleeps until each timer is due.
-class ActivityManager {
+class NORV_EXPORT ActivityManager {
 public:
    static ActivityManager& instance();
 
@@ -53,7 +55,7 @@ inline ActivityManager& activityManager() {
 // A reactor's clock notifiee: timeMinIs(t) arms it to call the handler once the clock reaches
 // t; timeMinIs(0) fires at the next opportunity. A fired timer is disarmed; the handler
 // re-arms.
-class ClockNotifiee {
+class NORV_EXPORT ClockNotifiee {
 public:
    ClockNotifiee(Reactor* reactor, std::function<void()> handler);
    ClockNotifiee(const ClockNotifiee&) = delete;

@@ -4,6 +4,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "norv/Export.h"
 #include "norv/Ptr.h"
 #include "norv/Type.h"
 
@@ -13,17 +14,19 @@ class NotifieeBase;
 class Reactor;
 
 namespace detail {
-// Depth of open NotificationBatch scopes; read on every notification, so kept inline.
-inline unsigned batchDepth = 0;
+// Depth of open NotificationBatch scopes; read on every notification, so kept inline. Exported,
+// as the delivery depth below: a program and the library it links must see one counter, not
+// one each.
+NORV_EXPORT inline unsigned batchDepth = 0;
 inline bool batchOpen() {
    return batchDepth > 0;
 }
-void deliveryEnded();
+NORV_EXPORT void deliveryEnded();
 } // namespace detail
 
 // An entity: a counted object with a run-time type, typed attributes and notifiees that are
 // told of every change of its attributes.
-class Entity : public RefCounted {
+class NORV_EXPORT Entity : public RefCounted {
 public:
    Entity() = default;
    Entity(const Entity&) = delete;
@@ -66,10 +69,14 @@ private:
    NotifieeBase* norvSoleReceiver() const {
       return sole_ && !detail::batchOpen() ? sole_ : nullptr;
    }
+   // Instantiated in every library or program that changes entities, each for itself: the
+   // exported class does not export them.
    template <class N, class K, class F>
-   [[gnu::noinline]] void norvNotifyKeyRest(const char* attr, const K& key, F fn) const;
+   [[gnu::noinline, gnu::visibility("hidden")]] void
+   norvNotifyKeyRest(const char* attr, const K& key, F fn) const;
    template <class N, class F>
-   [[gnu::noinline]] void norvNotifyRest(const char* attr, F fn) const;
+   [[gnu::noinline, gnu::visibility("hidden")]] void norvNotifyRest(const char* attr,
+                                                                    F fn) const;
    void compactNotifiees() const;
 
    bool markedForDeletion_ = false;
@@ -84,7 +91,7 @@ private:
 };
 
 // Base of every notifiee: bound to one notifier entity, owned by a reactor (or by nothing).
-class NotifieeBase {
+class NORV_EXPORT NotifieeBase {
 public:
    NotifieeBase(Reactor* reactor, Ptr<const Entity> notifier);
    NotifieeBase(const NotifieeBase&) = delete;
@@ -141,7 +148,7 @@ struct ImmediateHook {
 namespace detail {
 
 class PendingNotification;
-void batchRecord(PendingNotification* p);
+NORV_EXPORT void batchRecord(PendingNotification* p);
 
 class PendingNotification {
 public:
@@ -209,11 +216,11 @@ private:
 // hole in its notifier's list instead of shifting it: no handler can free the entity that is
 // notifying, or the reactor whose handler is running, or move the list, under a delivery loop.
 // One counter for all deliveries costs less than holding references, or counting, for each.
-inline unsigned deliveryDepth = 0;
+NORV_EXPORT inline unsigned deliveryDepth = 0;
 // Work waits for the end of the outermost delivery: deferred destructions or holes.
-inline bool endWorkPending = false;
-void deferDestruction(const Entity* e);
-void deliveryEnded();
+NORV_EXPORT inline bool endWorkPending = false;
+NORV_EXPORT void deferDestruction(const Entity* e);
+NORV_EXPORT void deliveryEnded();
 
 // Restores the depth it found rather than decrementing it: a decrement would read the depth
 // back after the handler, a second trip through memory on every delivery.

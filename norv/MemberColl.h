@@ -88,8 +88,8 @@ private:
    Storage map_;
 };
 
-[[noreturn]] void throwReinstantiation(const char* attr, const std::string& given,
-                                       const std::string& current);
+[[noreturn]] NORV_EXPORT void throwReinstantiation(const char* attr, const std::string& given,
+                                                   const std::string& current);
 
 namespace detail {
 

@@ -9,12 +9,13 @@
 #include <utility>
 
 #include "norv/Errors.h"
+#include "norv/Export.h"
 
 namespace Norv {
 
 // Process-wide switch: counts are atomic only while it is on, because the notification thread
 // is the only user of most objects and plain increments are much cheaper.
-extern bool enableThreadSafePointers;
+extern NORV_EXPORT bool enableThreadSafePointers;
 
 // Base of every counted object. The count starts at zero; Ptr takes the first reference.
 class RefCounted {
@@ -51,7 +52,7 @@ private:
    alignas(uint32_t) mutable uint32_t count_ = 0;
 };
 
-[[noreturn]] void throwNullValidPtr();
+[[noreturn]] NORV_EXPORT void throwNullValidPtr();
 
 // A strong counted pointer. Ptr<T const> gives read access only, which is how reactors hold
 // their inputs.

@@ -18,7 +18,7 @@ public:
 
 // Base of every reactor: an entity that watches inputs through notifiees, writes outputs, and
 // owns its nested reactors.
-class Reactor : public Entity {
+class NORV_EXPORT Reactor : public Entity {
 public:
    bool initialized() const { return initialized_; }
    // Self-initialising reactors only store the flag; armed reactors override this.

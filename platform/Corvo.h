@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "norv/Attributes.h"
+#include "norv/Export.h"
 #include "norv/RangeInt.h"
 #include "norv/Value.h"
 #include "platform/Plexo.h"
@@ -27,7 +28,7 @@ public:
 };
 
 // The description of one device as the forwarding agent publishes it.
-class ChipInfo {
+class NORV_EXPORT ChipInfo {
 public:
    ChipInfo() = default;
    explicit ChipInfo(DeviceId deviceId) : deviceId_(deviceId) {}
@@ -91,6 +92,6 @@ enum class Ip6DefaultIcmp6TypesSupported : uint8_t {
    icmp6TypesNeighborDiscovery = 1,
    icmp6TypesAll = 2,
 };
-const char* norvEnumName(Ip6DefaultIcmp6TypesSupported v);
+NORV_EXPORT const char* norvEnumName(Ip6DefaultIcmp6TypesSupported v);
 
 } // namespace Corvo

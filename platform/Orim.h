@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "norv/Export.h"
 #include "norv/Value.h"
 #include "platform/IdValue.h"
 
@@ -19,7 +20,7 @@ struct ChipRuleListIdTag {};
 using ChipRuleListId = Platform::IdValue<ChipRuleListIdTag, uint32_t>;
 
 enum class AclDirection : uint8_t { in = 0, out = 1 };
-const char* norvEnumName(AclDirection d);
+NORV_EXPORT const char* norvEnumName(AclDirection d);
 
 // A rule list as the chip sees it: hardware ACL index, protocol type, table type, direction.
 class ChipRuleListIdKey {

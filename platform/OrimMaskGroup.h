@@ -5,10 +5,12 @@
 #include <cstdint>
 #include <string>
 
+#include "norv/Export.h"
+
 namespace Orim {
 
 // A 48-bit Ethernet address or mask.
-class EthAddr {
+class NORV_EXPORT EthAddr {
 public:
    constexpr EthAddr() = default;
    constexpr explicit EthAddr(uint64_t v) : v_(v & 0xffffffffffffull) {}
@@ -25,7 +27,7 @@ private:
 
 // Which fields a rule list's rules match on at one stage: the key layout its entries need.
 // IP mask lengths are those of the compressed address labels.
-class MaskGroupDescriptor {
+class NORV_EXPORT MaskGroupDescriptor {
 public:
    uint8_t aclType() const { return aclType_; }
    void aclTypeIs(uint8_t v) { aclType_ = v; }

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "norv/Attributes.h"
+#include "norv/Export.h"
 #include "norv/Value.h"
 #include "platform/Orim.h"
 #include "platform/PlexoIpGenPrefix.h"
@@ -161,8 +162,8 @@ private:
    Norv::Name name_;
 };
 
-Norv::Ptr<ResourceStatus> resourceStatusFactory(const Norv::Name& name);
-Norv::Ptr<PortRangeConfig> portRangeConfigFactory(const Norv::Name& name);
-Norv::Ptr<IpGenPrefixConfig> ipGenPrefixConfigFactory(const Norv::Name& name);
+NORV_EXPORT Norv::Ptr<ResourceStatus> resourceStatusFactory(const Norv::Name& name);
+NORV_EXPORT Norv::Ptr<PortRangeConfig> portRangeConfigFactory(const Norv::Name& name);
+NORV_EXPORT Norv::Ptr<IpGenPrefixConfig> ipGenPrefixConfigFactory(const Norv::Name& name);
 
 } // namespace Orim

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "norv/Export.h"
 #include "platform/Bridging.h"
 
 namespace Plexo {
@@ -11,7 +12,7 @@ namespace Plexo {
 // An interface of the switch. The kind lives in the top byte so that one number orders and
 // hashes every kind: Ethernet ports, port channels (LAGs) and VLAN interfaces. The empty id (0)
 // is what a lookup yields when there is nothing.
-class IntfId {
+class NORV_EXPORT IntfId {
 public:
    enum class Kind : uint8_t { none = 0, ethernet = 1, portChannel = 2, vlan = 3 };
 

@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "norv/Export.h"
+
 namespace Plexo {
 
 struct Ip4Prefix {
@@ -21,7 +23,7 @@ struct Ip6Prefix {
 
 // An IPv4 or IPv6 prefix. The address is kept masked to the length, so two spellings of one
 // prefix are one value. Order: family, then address, then length.
-class IpGenPrefix {
+class NORV_EXPORT IpGenPrefix {
 public:
    enum class Type : uint8_t { none = 0, ipv4 = 1, ipv6 = 2 };
 

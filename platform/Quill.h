@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "norv/Entity.h"
+#include "norv/Export.h"
 
 namespace Quill {
 
@@ -12,7 +13,7 @@ namespace Quill {
 // on every allocation. Above the bits sit summary levels, one bit per word of the level below,
 // set while that word is full, up to a level of one word: a search skips full words 64 at a
 // time and costs the same from a thousand bits to a million.
-class Bitmap : public Norv::Entity {
+class NORV_EXPORT Bitmap : public Norv::Entity {
 public:
    NORV_ENTITY("Quill::Bitmap")
    static constexpr uint32_t npos = ~uint32_t{0};
@@ -51,6 +52,6 @@ private:
    std::vector<Level> levels_;
 };
 
-Norv::Ptr<Bitmap> bitmapFactory(uint32_t size);
+NORV_EXPORT Norv::Ptr<Bitmap> bitmapFactory(uint32_t size);
 
 } // namespace Quill

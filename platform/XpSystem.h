@@ -1,6 +1,7 @@
 #pragma once
 
 #include "norv/Attributes.h"
+#include "norv/Export.h"
 
 namespace XpSystem {
 
@@ -21,6 +22,6 @@ private:
    Norv::Name name_;
 };
 
-Norv::Ptr<SystemStatus> systemStatusFactory(const Norv::Name& name);
+NORV_EXPORT Norv::Ptr<SystemStatus> systemStatusFactory(const Norv::Name& name);
 
 } // namespace XpSystem

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "norv/Attributes.h"
+#include "norv/Export.h"
 #include "platform/IdValue.h"
 #include "platform/Orim.h"
 
@@ -38,6 +39,6 @@ public:
    NORV_VALUE_COLL(deviceId, DeviceId, XpDeviceId, bool, Norv::HashMap)
 };
 
-Norv::Ptr<XpDeviceIdColl> xpDeviceIdCollFactory();
+NORV_EXPORT Norv::Ptr<XpDeviceIdColl> xpDeviceIdCollFactory();
 
 } // namespace XpXdk

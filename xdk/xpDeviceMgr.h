@@ -1,6 +1,7 @@
 #pragma once
 
 #include "xdk/xpDeviceProfile.h"
+#include "xdk/xpExport.h"
 #include "xdk/xpStatus.h"
 #include "xdk/xpTypes.h"
 
@@ -10,7 +11,7 @@
 
 // The devices in the model. Adding a device hands its profile to every manager of every
 // platform layer; all of them take it or none does.
-class xpDeviceMgr {
+class XP_EXPORT xpDeviceMgr {
 public:
    static xpDeviceMgr* instance();
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "xdk/xpExport.h"
+
 // Status of every SDK operation. Callers compare and print the numbers, so a code keeps its
 // value for good and a new code takes a free one.
 enum XP_STATUS : int {
@@ -24,4 +26,4 @@ enum XP_STATUS : int {
 };
 
 // The enumerator's name, or "XP_STATUS_UNKNOWN" for a number that names no code.
-const char* xpStatusName(XP_STATUS status);
+XP_EXPORT const char* xpStatusName(XP_STATUS status);

@@ -2,6 +2,7 @@
 
 #include "norv/Attributes.h"
 #include "platform/Corvo.h"
+#include "xpacl/XpAclExport.h"
 
 namespace XpAcl {
 
@@ -22,7 +23,7 @@ private:
 };
 
 // A device known to the agent: a copy of its description, fixed at construction.
-class XpDevInfo : public Norv::Entity {
+class XPACL_EXPORT XpDevInfo : public Norv::Entity {
 public:
    NORV_ENTITY("XpAcl::XpDevInfo")
    class NotifieeConst : public Norv::NotifieeOf<XpDevInfo> {
@@ -86,6 +87,6 @@ public:
                    Norv::HashMap)
 };
 
-Norv::Ptr<XpAclCommonSmData> xpAclCommonSmDataFactory(const Norv::Name& name);
+XPACL_EXPORT Norv::Ptr<XpAclCommonSmData> xpAclCommonSmDataFactory(const Norv::Name& name);
 
 } // namespace XpAcl

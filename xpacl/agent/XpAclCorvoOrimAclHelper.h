@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/CorvoOrim.h"
+#include "xpacl/XpAclExport.h"
 
 namespace XpAcl {
 
@@ -9,10 +10,10 @@ class CorvoOrimAclHelper : public CorvoOrim::AclHelper {
 public:
    NORV_ENTITY("XpAcl::CorvoOrimAclHelper")
    using CorvoOrim::AclHelper::AclHelper;
-   void hwInit() override;
+   XPACL_EXPORT void hwInit() override;
 };
 
-Norv::Ptr<CorvoOrimAclHelper>
+XPACL_EXPORT Norv::Ptr<CorvoOrimAclHelper>
 corvoOrimAclHelperFactory(Norv::Ptr<CorvoOrim::CorvoOrimAclColl> corvoOrimAclColl,
                           Norv::Ptr<CorvoOrim::GlueConfig> glueConfig,
                           Norv::Ptr<const CorvoOrim::GlueStatus> glueStatus,

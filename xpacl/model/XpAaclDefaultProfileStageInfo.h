@@ -2,6 +2,7 @@
 
 // The stage layout of the chip's default pipeline profile: stages 0 to 5 on LDEs 6 to 11, each
 // LDE with eight SE profiles.
+#include "xpacl/XpAclExport.h"
 #include "xpacl/model/XpAclProfileStageInfo.h"
 
 namespace XpAcl {
@@ -27,7 +28,7 @@ public:
    void doPopulateSipDipLengths(XpXdk::XpLdeId ldeId, XpXdk::XpSeProfileId seProfileId);
 };
 
-Norv::Ptr<AaclDefaultProfileStageInfo>
+XPACL_EXPORT Norv::Ptr<AaclDefaultProfileStageInfo>
 aaclDefaultProfileStageInfoFactory(const XpXdk::XpDeviceId& deviceId,
                                    Norv::Ptr<const XpSystem::SystemStatus> systemStatus);
 

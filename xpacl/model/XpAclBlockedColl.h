@@ -4,6 +4,7 @@
 #include "norv/Attributes.h"
 #include "platform/Bridging.h"
 #include "platform/Plexo.h"
+#include "xpacl/XpAclExport.h"
 
 namespace XpAcl {
 
@@ -29,7 +30,7 @@ public:
    NORV_VALUE_COLL(blockedVlan, BlockedVlan, Bridging::VlanId, bool, Norv::HashMap)
 };
 
-Norv::Ptr<AaclBlockedIntfColl> aaclBlockedIntfCollFactory();
-Norv::Ptr<AaclBlockedVlanColl> aaclBlockedVlanCollFactory();
+XPACL_EXPORT Norv::Ptr<AaclBlockedIntfColl> aaclBlockedIntfCollFactory();
+XPACL_EXPORT Norv::Ptr<AaclBlockedVlanColl> aaclBlockedVlanCollFactory();
 
 } // namespace XpAcl

@@ -12,11 +12,12 @@
 #include "platform/IdValue.h"
 #include "platform/Orim.h"
 #include "platform/XpXdk.h"
+#include "xpacl/XpAclExport.h"
 
 namespace XpAcl {
 
 // The source- and destination-IP prefix lengths a superkey can carry.
-class AaclSuperkeyFields {
+class XPACL_EXPORT AaclSuperkeyFields {
 public:
    NORV_PLAIN_COLL(sipLen, SipLen, uint8_t, bool, Norv::HashMap)
    NORV_PLAIN_COLL(dipLen, DipLen, uint8_t, bool, Norv::HashMap)
@@ -51,7 +52,7 @@ public:
    const Norv::Type& fwkType() const { return norvStaticType(); }
 };
 
-Norv::Ptr<AaclSeProfileSet> aaclSeProfileSetFactory();
+XPACL_EXPORT Norv::Ptr<AaclSeProfileSet> aaclSeProfileSetFactory();
 
 struct AaclMgTableIdTag {};
 // The chip SDK's id of a mask-group table.
@@ -117,7 +118,7 @@ enum class AaclSeProfileStatusResult : uint8_t {
    seProfileNotApplicable = 2,
    seProfileNotAvailable = 3,
 };
-const char* norvEnumName(AaclSeProfileStatusResult r);
+XPACL_EXPORT const char* norvEnumName(AaclSeProfileStatusResult r);
 
 class OrimConstants {
 public:

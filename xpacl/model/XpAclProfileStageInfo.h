@@ -3,6 +3,7 @@
 // The ACL layout of each device's pipeline profile: the LDE serving each stage, each LDE's
 // tables and SE profiles.
 #include "platform/XpSystem.h"
+#include "xpacl/XpAclExport.h"
 #include "xpacl/model/XpAclOrimValues.h"
 
 namespace XpAcl {
@@ -39,7 +40,7 @@ private:
    Norv::Ptr<const XpSystem::SystemStatus> systemStatus_;
 };
 
-class AaclProfileStageInfo : public Norv::Entity {
+class XPACL_EXPORT AaclProfileStageInfo : public Norv::Entity {
 public:
    NORV_ENTITY("XpAcl::AaclProfileStageInfo")
    class NotifieeConst : public Norv::NotifieeOf<AaclProfileStageInfo> {
@@ -64,9 +65,9 @@ private:
    Norv::Ptr<const XpSystem::SystemStatus> systemStatus_;
 };
 
-Norv::Ptr<AaclProfileStageInfo>
+XPACL_EXPORT Norv::Ptr<AaclProfileStageInfo>
 aaclProfileStageInfoFactory(Norv::Ptr<const XpSystem::SystemStatus> systemStatus);
-Norv::Ptr<AaclChipProfileStageInfo>
+XPACL_EXPORT Norv::Ptr<AaclChipProfileStageInfo>
 aaclChipProfileStageInfoFactory(const XpXdk::XpDeviceId& deviceId,
                                 Norv::Ptr<const XpSystem::SystemStatus> systemStatus);
 

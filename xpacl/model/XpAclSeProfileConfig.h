@@ -3,6 +3,7 @@
 // What each rule list needs at each stage (configuration) and which SE profile it got there
 // (status). The status tree mirrors the configuration tree key for key.
 #include "platform/OrimMaskGroup.h"
+#include "xpacl/XpAclExport.h"
 #include "xpacl/model/XpAclOrimValues.h"
 
 namespace XpAcl {
@@ -145,15 +146,17 @@ private:
    Norv::Name name_;
 };
 
-Norv::Ptr<AaclSeProfileConfig> aaclSeProfileConfigFactory(const Norv::Name& name);
-Norv::Ptr<AaclChipSeProfileConfig> aaclChipSeProfileConfigFactory(const Orim::ChipId& chipId);
-Norv::Ptr<AaclSeProfileConfigEntry>
+XPACL_EXPORT Norv::Ptr<AaclSeProfileConfig> aaclSeProfileConfigFactory(const Norv::Name& name);
+XPACL_EXPORT Norv::Ptr<AaclChipSeProfileConfig>
+aaclChipSeProfileConfigFactory(const Orim::ChipId& chipId);
+XPACL_EXPORT Norv::Ptr<AaclSeProfileConfigEntry>
 aaclSeProfileConfigEntryFactory(const Orim::ChipRuleListId& chipRuleListId);
-Norv::Ptr<AaclSeProfileStatus> aaclSeProfileStatusFactory(const Norv::Name& name);
-Norv::Ptr<AaclChipSeProfileStatus> aaclChipSeProfileStatusFactory(const Orim::ChipId& chipId);
-Norv::Ptr<AaclSeProfileStatusEntry>
+XPACL_EXPORT Norv::Ptr<AaclSeProfileStatus> aaclSeProfileStatusFactory(const Norv::Name& name);
+XPACL_EXPORT Norv::Ptr<AaclChipSeProfileStatus>
+aaclChipSeProfileStatusFactory(const Orim::ChipId& chipId);
+XPACL_EXPORT Norv::Ptr<AaclSeProfileStatusEntry>
 aaclSeProfileStatusEntryFactory(const Orim::ChipRuleListId& chipRuleListId);
-Norv::Ptr<AaclSeProfileStageStatus>
+XPACL_EXPORT Norv::Ptr<AaclSeProfileStageStatus>
 aaclSeProfileStageStatusFactory(const Orim::StageId& stageId);
 
 } // namespace XpAcl

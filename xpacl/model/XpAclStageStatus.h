@@ -2,6 +2,7 @@
 
 // The stages of each chip and how each is looked up, as the stage manager publishes them.
 #include "platform/OrimHashStage.h"
+#include "xpacl/XpAclExport.h"
 #include "xpacl/model/XpAclOrimValues.h"
 
 namespace XpAcl {
@@ -69,9 +70,10 @@ private:
    Norv::Name name_;
 };
 
-Norv::Ptr<AaclStageStatus> aaclStageStatusFactory(const Norv::Name& name);
-Norv::Ptr<AaclChipStageStatus> aaclChipStageStatusFactory(const Orim::ChipId& chipId);
-Norv::Ptr<AaclStageDescriptor>
+XPACL_EXPORT Norv::Ptr<AaclStageStatus> aaclStageStatusFactory(const Norv::Name& name);
+XPACL_EXPORT Norv::Ptr<AaclChipStageStatus>
+aaclChipStageStatusFactory(const Orim::ChipId& chipId);
+XPACL_EXPORT Norv::Ptr<AaclStageDescriptor>
 aaclStageDescriptorFactory(const Orim::StageId& stageId,
                            const AaclLdeMgTableLookupDesc& ldeMgTableLookupDesc);
 

@@ -5,6 +5,7 @@
 // publishes the choice in the SE-profile status tree.
 #include <memory>
 
+#include "xpacl/XpAclExport.h"
 #include "xpacl/model/XpAclOrimTypes.h"
 
 namespace XpAcl {
@@ -146,7 +147,7 @@ private:
    std::unique_ptr<NorvAaclStageStatus> notifieeAaclStageStatus_;
 };
 
-Norv::Ptr<AaclLdeSeProfileMgrSm>
+XPACL_EXPORT Norv::Ptr<AaclLdeSeProfileMgrSm>
 aaclLdeSeProfileMgrSmFactory(Norv::Ptr<AaclSeProfileConfig> seProfileConfig,
                              Norv::Ptr<AaclSeProfileStatus> seProfileStatus,
                              Norv::Ptr<const AaclStageStatus> aaclStageStatus);

@@ -7,6 +7,7 @@
 #include "platform/OrimHwCapability.h"
 #include "platform/XpSystem.h"
 #include "platform/XpXdk.h"
+#include "xpacl/XpAclExport.h"
 #include "xpacl/model/XpAclOrimTypes.h"
 #include "xpacl/model/XpAclProfileStageInfo.h"
 
@@ -104,7 +105,7 @@ private:
    std::unique_ptr<NorvActiveXpDeviceColl> notifieeActiveXpDeviceColl_;
 };
 
-Norv::Ptr<AaclStageMgrSm>
+XPACL_EXPORT Norv::Ptr<AaclStageMgrSm>
 aaclStageMgrSmFactory(Norv::Ptr<const XpXdk::XpDeviceIdColl> activeXpDeviceColl,
                       Norv::Ptr<const XpSystem::SystemStatus> systemStatus,
                       Norv::Ptr<const AaclProfileStageInfo> profileStageInfo,

@@ -7,6 +7,7 @@
 #include "norv/Reactor.h"
 #include "platform/OrimXform.h"
 #include "platform/XpXdk.h"
+#include "xpacl/XpAclExport.h"
 #include "xpacl/xform/XpAclXformCommon.h"
 
 class aaclL4PortMgr;
@@ -103,7 +104,7 @@ public:
    // Clears every port of the device that no range of its chip covers.
    void sweepStaleEntries(XpXdk::XpDeviceId devId);
    uint32_t numTblEntries(XpXdk::XpDeviceId devId) const;
-   void doShowTblEntries(int fd, XpXdk::XpDeviceId devId) const;
+   XPACL_EXPORT void doShowTblEntries(int fd, XpXdk::XpDeviceId devId) const;
 
    // True when the device is known and active.
    bool deviceActive(XpXdk::XpDeviceId devId) const {
@@ -120,7 +121,7 @@ private:
    std::unique_ptr<NorvPortRangeConfig> norvPortRangeConfig_;
 };
 
-Norv::Ptr<L4PortXformSm>
+XPACL_EXPORT Norv::Ptr<L4PortXformSm>
 l4PortXformSmFactory(const Norv::Name& name,
                      Norv::Ptr<const XpXdk::XpDeviceIdColl> activeXpDeviceColl,
                      Norv::Ptr<const Orim::PortRangeConfig> portRangeConfig,

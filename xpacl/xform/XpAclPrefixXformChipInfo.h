@@ -3,6 +3,7 @@
 #include "norv/Attributes.h"
 #include "platform/Orim.h"
 #include "platform/Quill.h"
+#include "xpacl/XpAclExport.h"
 
 namespace XpAcl {
 
@@ -21,6 +22,6 @@ public:
                    Norv::HashMap)
 };
 
-Norv::Ptr<PrefixXformChipInfo> prefixXformChipInfoFactory();
+XPACL_EXPORT Norv::Ptr<PrefixXformChipInfo> prefixXformChipInfoFactory();
 
 } // namespace XpAcl

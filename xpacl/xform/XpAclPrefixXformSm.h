@@ -7,6 +7,7 @@
 #include "norv/Reactor.h"
 #include "platform/OrimXform.h"
 #include "platform/XpXdk.h"
+#include "xpacl/XpAclExport.h"
 #include "xpacl/xform/XpAclPrefixXformChipInfo.h"
 #include "xpacl/xform/XpAclXformCommon.h"
 
@@ -115,7 +116,7 @@ public:
                    uint32_t xformed);
    void delEntry(XpXdk::XpDeviceId devId, uint32_t index);
    uint32_t numTblEntries(XpXdk::XpDeviceId devId) const;
-   void doShowTblEntries(int fd, XpXdk::XpDeviceId devId) const;
+   XPACL_EXPORT void doShowTblEntries(int fd, XpXdk::XpDeviceId devId) const;
 
    bool deviceActive(XpXdk::XpDeviceId devId) const {
       return activeXpDeviceColl_ && activeXpDeviceColl_->deviceId(devId);
@@ -136,7 +137,7 @@ private:
 // The table entry for a prefix and its label.
 void buildXformEntry(const Plexo::IpGenPrefix& prefix, uint32_t xformed, xpIpXformEntry& entry);
 
-Norv::Ptr<PrefixXformSm>
+XPACL_EXPORT Norv::Ptr<PrefixXformSm>
 prefixXformSmFactory(const Norv::Name& name,
                      Norv::Ptr<const XpXdk::XpDeviceIdColl> activeXpDeviceColl,
                      Norv::Ptr<const Orim::IpGenPrefixConfig> prefixConfig,

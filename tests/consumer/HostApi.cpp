@@ -1,0 +1,51 @@
+// What a hosting agent calls, by address: this file links only if the library exports every
+// function listed. A function added to the host's API gets its line here.
+#include <cstddef>
+#include <tuple>
+
+#include "norv/Clock.h"
+#include "norv/NotificationBatch.h"
+#include "platform/OrimXform.h"
+#include "platform/Quill.h"
+#include "platform/XpSystem.h"
+#include "platform/XpXdk.h"
+#include "xdk/xpDeviceMgr.h"
+#include "xdk/xpSdkInit.h"
+#include "xdk/xpStatus.h"
+#include "xpacl/agent/XpAclAgentCommon.h"
+#include "xpacl/agent/XpAclCorvoOrimAclHelper.h"
+#include "xpacl/model/XpAaclDefaultProfileStageInfo.h"
+#include "xpacl/model/XpAclOrimTypes.h"
+#include "xpacl/model/XpAclProfileStageInfo.h"
+#include "xpacl/stage/XpAclLdeSeProfileMgrSm.h"
+#include "xpacl/stage/XpAclOrimStageMgrSm.h"
+#include "xpacl/xform/XpAclL4PortXformSm.h"
+#include "xpacl/xform/XpAclPrefixXformChipInfo.h"
+#include "xpacl/xform/XpAclPrefixXformSm.h"
+
+// A variable of this program, not a constant: it is emitted with every address in it, so the
+// linker must find each function.
+auto hostApi = std::make_tuple(
+    // The chip SDK's bring-up.
+    &xpSdkInit, &xpDeviceMgr::instance, &xpDeviceMgr::addDevice, &xpDeviceMgr::removeDevice,
+    &xpStatusName,
+    // The framework: batches and the clock.
+    &Norv::ActivityManager::instance, &Norv::ActivityManager::advanceTo,
+    &Norv::ActivityManager::runFor, &Norv::NotificationBatch::pending,
+    // The platform types' factories.
+    &XpXdk::xpDeviceIdCollFactory, &XpSystem::systemStatusFactory, &Orim::resourceStatusFactory,
+    &Orim::portRangeConfigFactory, &Orim::ipGenPrefixConfigFactory, &Quill::bitmapFactory,
+    // The driver's top-level objects and the entities handed to them.
+    &XpAcl::xpAclCommonSmDataFactory, &XpAcl::corvoOrimAclHelperFactory,
+    &XpAcl::CorvoOrimAclHelper::hwInit, &XpAcl::aaclProfileStageInfoFactory,
+    &XpAcl::aaclDefaultProfileStageInfoFactory, &XpAcl::aaclStageStatusFactory,
+    &XpAcl::aaclSeProfileConfigFactory, &XpAcl::aaclSeProfileStatusFactory,
+    &XpAcl::aaclBlockedIntfCollFactory, &XpAcl::aaclBlockedVlanCollFactory,
+    &XpAcl::aaclStageMgrSmFactory, &XpAcl::aaclLdeSeProfileMgrSmFactory,
+    &XpAcl::l4PortXformSmFactory, &XpAcl::L4PortXformSm::doShowTblEntries,
+    &XpAcl::prefixXformChipInfoFactory, &XpAcl::prefixXformSmFactory,
+    &XpAcl::PrefixXformSm::doShowTblEntries);
+
+size_t hostApiSize() {
+   return std::tuple_size_v<decltype(hostApi)>;
+}
