@@ -4,7 +4,16 @@
 #include "xdk/xpLogMgr.h"
 #include "xdk/xpPlatformLayers.h"
 
+namespace {
+unsigned generation = 0;
+} // namespace
+
+unsigned xpSdkGeneration() {
+   return generation;
+}
+
 void xpSdkReset() {
+   ++generation;
    xpDeviceMgr::instance()->reset();
    for (xpPlBase* layer : xpPlatformLayers())
       layer->reset();
