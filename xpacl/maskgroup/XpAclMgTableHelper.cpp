@@ -168,11 +168,14 @@ void MgTableHelper::activeEntryCntAtStageDec(uint32_t mgTableId, uint32_t n) {
 }
 
 uint32_t MgTableHelper::mgTableIdOf(XpXdk::XpDeviceId deviceId, Orim::StageId stageId) const {
-   Norv::Ptr<const AaclChipStageStatus> aaclChipStageStatus =
-       aaclStageStatus_->aaclChipStageStatus(XpXdk::chipIdOf(deviceId));
+   // Plain pointers into the collections: nothing here outlives the call.
+   const auto* chipMember =
+       aaclStageStatus_->aaclChipStageStatusColl().storage().find(XpXdk::chipIdOf(deviceId));
+   const AaclChipStageStatus* aaclChipStageStatus = chipMember ? chipMember->ptr() : nullptr;
    NORV_ASSERT(aaclChipStageStatus);
-   Norv::Ptr<const AaclStageDescriptor> aaclStageDescriptor =
-       aaclChipStageStatus->aaclStageDescriptor(stageId);
+   const auto* stageMember =
+       aaclChipStageStatus->aaclStageDescriptorColl().storage().find(stageId);
+   const AaclStageDescriptor* aaclStageDescriptor = stageMember ? stageMember->ptr() : nullptr;
    NORV_ASSERT(aaclStageDescriptor);
    return aaclStageDescriptor->ldeMgTableLookupDesc().mgTableId().value();
 }
@@ -204,17 +207,20 @@ uint32_t MgTableHelper::addEntry(XpXdk::XpDeviceId deviceId, Orim::StageId stage
    uint32_t cIndex = 0;
    if (entry->counting()) {
       const CounterEntryKey ruleKey(deviceId, entry->aclId(), entry->ruleId());
-      // A rule written again keeps the counter it has.
-      if (const uint16_t* held = counterIndex_.find(ruleKey)) {
+      // One lookup finds the rule's counter or the place for a new one. A rule written again
+      // keeps the counter it has.
+      auto [held, isNew] = counterIndex_.insert(ruleKey, 0);
+      if (!isNew) {
          cIndex = *held;
       } else if (!freeCounterIndex_.empty()) {
          cIndex = freeCounterIndexPop();
-         counterIndexIs(ruleKey, static_cast<uint16_t>(cIndex));
+         *held = static_cast<uint16_t>(cIndex);
          counterEntryKeyIs(static_cast<uint16_t>(cIndex), ruleKey);
          NORV_TRACE(5, "addEntry counter index for aclId {} rule id {} is {}", entry->aclId(),
                     entry->ruleId(), cIndex);
       } else {
          // Out of counters is not an error: the rule works, uncounted.
+         counterIndexDel(ruleKey);
          NORV_TRACE(5, "addEntry counter index is not available for aclId {} rule id {}",
                     entry->aclId(), entry->ruleId());
       }
@@ -227,8 +233,9 @@ uint32_t MgTableHelper::addEntry(XpXdk::XpDeviceId deviceId, Orim::StageId stage
    hwEntry.data.word[0] = static_cast<uint16_t>(uint32_t{entry->aclResult()} |
                                                 uint32_t{entry->logging()} << 1 | cIndex << 3);
 
-   Norv::Ptr<const Orim::ChipHwCapability> chipHwCapability =
-       hwCapabilityColl_->chipHwCapability(XpXdk::chipIdOf(deviceId));
+   const auto* capMember =
+       hwCapabilityColl_->chipHwCapabilityColl().storage().find(XpXdk::chipIdOf(deviceId));
+   const Orim::ChipHwCapability* chipHwCapability = capMember ? capMember->ptr() : nullptr;
    NORV_ASSERT(chipHwCapability);
    NORV_ASSERT(chipHwCapability->priorityFieldMaxCount() >= entry->priority());
    // A higher rule priority is a smaller hardware value.
@@ -293,7 +300,7 @@ uint32_t MgTableHelper::doUpdateAclCounters() {
       XP_SDK_CALL(acmBankMgr->getCounterValue( iter.key().deviceId().value(), XP_ACM_AACL_COUNTER, cIndex, &pktCount, &byteCount ));
       // clang-format on
       if (pktCount == 0) continue;
-      auto [hits, inserted] = aclHitCount_.insert(cIndex, 0);
+      uint32_t* hits = aclHitCount_.insert(cIndex, 0).first;
       *hits = static_cast<uint32_t>(*hits + pktCount);
    }
    return 0;

@@ -2,10 +2,15 @@
 
 // The one object that writes the chip's mask-group tables: the key and control data of each
 // rule, its priority and its hit counter, and the dump of a stage's table.
+#include <algorithm>
 #include <cstdint>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "norv/Assert.h"
 #include "norv/Attributes.h"
+#include "norv/FlatHashMap.h"
 #include "norv/LinkStack.h"
 #include "norv/Reactor.h"
 #include "platform/OrimHwCapability.h"
@@ -17,6 +22,79 @@
 class xpAcmBankMgr;
 
 namespace XpAcl {
+
+// Counter index 0 means no counter, so indices run 1 .. kMaxCounterIndex - 1.
+inline constexpr uint32_t kMaxCounterIndex = 4096;
+
+// A collection keyed by a counter index. The indices are few and bounded, so members sit in
+// an array by index: the counter path finds them without hashing.
+template <class V, size_t N>
+class CounterIndexColl {
+public:
+   CounterIndexColl() : slots_(N) {}
+   const V* find(uint16_t k) const {
+      return k < N && slots_[k].present ? &slots_[k].value : nullptr;
+   }
+   V* find(uint16_t k) { return k < N && slots_[k].present ? &slots_[k].value : nullptr; }
+   bool contains(uint16_t k) const { return find(k) != nullptr; }
+   size_t size() const { return count_; }
+   // The member at k, created as v when absent; whether it was created.
+   std::pair<V*, bool> insert(uint16_t k, const V& v) {
+      NORV_ASSERT(k < N);
+      Slot& s = slots_[k];
+      const bool created = !s.present;
+      if (created) {
+         s.value = v;
+         s.present = true;
+         ++count_;
+      }
+      return {&s.value, created};
+   }
+   bool erase(uint16_t k) {
+      if (k >= N || !slots_[k].present) return false;
+      slots_[k] = Slot{};
+      --count_;
+      return true;
+   }
+   void clear() {
+      std::fill(slots_.begin(), slots_.end(), Slot{});
+      count_ = 0;
+   }
+
+private:
+   struct Slot {
+      V value{};
+      bool present = false;
+   };
+   std::vector<Slot> slots_;
+   size_t count_ = 0;
+};
+
+// The accessors and mutators of a collection attribute kept in a CounterIndexColl.
+#define XPACL_COUNTER_INDEX_COLL(name, V)                                                      \
+public:                                                                                        \
+   V name(uint16_t k) const {                                                                  \
+      const V* p = name##_.find(k);                                                            \
+      return p ? *p : V{};                                                                     \
+   }                                                                                           \
+   void name##Is(uint16_t k, const V& v) {                                                     \
+      *name##_.insert(k, v).first = v;                                                         \
+   }                                                                                           \
+   void name##Del(uint16_t k) {                                                                \
+      name##_.erase(k);                                                                        \
+   }                                                                                           \
+   void name##DelAll() {                                                                       \
+      name##_.clear();                                                                         \
+   }                                                                                           \
+   size_t name##Count() const {                                                                \
+      return name##_.size();                                                                   \
+   }                                                                                           \
+   const CounterIndexColl<V, kMaxCounterIndex>& name##Coll() const {                           \
+      return name##_;                                                                          \
+   }                                                                                           \
+                                                                                               \
+private:                                                                                       \
+   CounterIndexColl<V, kMaxCounterIndex> name##_;
 
 // One counted rule on one device.
 class CounterEntryKey {
@@ -66,14 +144,15 @@ public:
    const Norv::Ptr<const Orim::HwCapabilityColl>& hwCapabilityColl() const {
       return hwCapabilityColl_;
    }
-   // Counter index 0 means no counter, so indices run 1 .. maxCounterIndex() - 1.
-   static constexpr uint32_t maxCounterIndex() { return 4096; }
+   static constexpr uint32_t maxCounterIndex() { return kMaxCounterIndex; }
 
-   NORV_PLAIN_COLL(counterIndex, CounterIndex, CounterEntryKey, uint16_t, Norv::HashMap)
-   NORV_PLAIN_COLL(counterEntryKey, CounterEntryKey, uint16_t, CounterEntryKey, Norv::HashMap)
-   NORV_PLAIN_COLL(aclHitCount, AclHitCount, uint16_t, uint32_t, Norv::HashMap)
+   // Plain collections on the per-rule path: nothing watches them and their order plays no
+   // part, so they are flat maps.
+   NORV_PLAIN_COLL(counterIndex, CounterIndex, CounterEntryKey, uint16_t, Norv::FlatHashMap)
+   XPACL_COUNTER_INDEX_COLL(counterEntryKey, CounterEntryKey)
+   XPACL_COUNTER_INDEX_COLL(aclHitCount, uint32_t)
    NORV_PLAIN_COLL(activeEntryCntAtStage, ActiveEntryCntAtStage, uint32_t, uint32_t,
-                   Norv::HashMap)
+                   Norv::FlatHashMap)
 public:
    void activeEntryCntAtStageInc(uint32_t mgTableId, uint32_t n);
    // Deletes the member when it reaches 0.

@@ -190,23 +190,30 @@ void MgTableSm::StageHashTableSm::handleStageHashTable() {
    }
    for (const auto& key : gone)
       handleStageHashTable(key);
+   // The walk hands each member over as it stands on it, rather than having it looked up.
    for (auto it = stageHashTableConfig_->tableColl().begin(); it; ++it)
-      handleStageHashTable(it.key());
+      writeMember(it.key(), &it.value());
 }
 
 void MgTableSm::StageHashTableSm::handleStageHashTable(const Orim::PerStageHashTableKey& key) {
    if (!initialized()) return;
-   MgTableHelper& helper = *chipDataFlowSm_->mgTableSm()->mgTableHelper();
-   const XpXdk::XpDeviceId deviceId = chipDataFlowSm_->deviceId();
    if (const Orim::PerStageTableEntry* entry = stageHashTableConfig_->tableColl().find(key)) {
-      NORV_TRACE(7, "{} hashTable add {}", name_, key);
-      // A changed member is written over in place: key and data change in one write.
-      entryIndexIs(key, helper.addEntry(deviceId, stageId_, key, entry));
-   } else {
-      NORV_TRACE(7, "{} hashTable del {}", name_, key);
-      helper.removeEntry(deviceId, stageId_, key);
-      entryIndexDel(key);
+      writeMember(key, entry);
+      return;
    }
+   NORV_TRACE(7, "{} hashTable del {}", name_, key);
+   chipDataFlowSm_->mgTableSm()->mgTableHelper()->removeEntry(chipDataFlowSm_->deviceId(),
+                                                              stageId_, key);
+   entryIndexDel(key);
+}
+
+void MgTableSm::StageHashTableSm::writeMember(const Orim::PerStageHashTableKey& key,
+                                              const Orim::PerStageTableEntry* entry) {
+   NORV_TRACE(7, "{} hashTable add {}", name_, key);
+   // A changed member is written over in place: key and data change in one write.
+   const uint32_t index = chipDataFlowSm_->mgTableSm()->mgTableHelper()->addEntry(
+       chipDataFlowSm_->deviceId(), stageId_, key, entry);
+   entryIndexIs(key, index);
 }
 
 void MgTableSm::StageHashTableSm::doCleanup() {

@@ -52,7 +52,7 @@ public:
 
       // The hardware index written for each key.
       NORV_PLAIN_COLL(entryIndex, EntryIndex, Orim::PerStageHashTableKey, uint32_t,
-                      Norv::HashMap)
+                      Norv::FlatHashMap)
    public:
       void handleInitialized() override;
       void handleStageHashTable(const Orim::PerStageHashTableKey& key);
@@ -60,6 +60,10 @@ public:
       void doCleanup() override;
 
    private:
+      // Writes a present member at its key.
+      void writeMember(const Orim::PerStageHashTableKey& key,
+                       const Orim::PerStageTableEntry* entry);
+
       Orim::StageId stageId_;
       Norv::Ptr<const Orim::PerStageHashTable> stageHashTableConfig_;
       ChipDataFlowSm* chipDataFlowSm_;
