@@ -121,6 +121,12 @@ public:
       return true;
    }
 
+   // Room for n members without growing.
+   void reserve(size_t n) {
+      while (n * 2 > slots_.size())
+         grow();
+   }
+
    void clear() {
       for (Slot& s : slots_)
          s = Slot{};

@@ -4,16 +4,10 @@
 #include "xdk/xpLogMgr.h"
 #include "xdk/xpPlatformLayers.h"
 
-namespace {
-unsigned generation = 0;
-} // namespace
-
-unsigned xpSdkGeneration() {
-   return generation;
-}
+unsigned xpSdkGenerationCount = 0;
 
 void xpSdkReset() {
-   ++generation;
+   ++xpSdkGenerationCount;
    xpDeviceMgr::instance()->reset();
    for (xpPlBase* layer : xpPlatformLayers())
       layer->reset();

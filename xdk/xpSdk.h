@@ -6,5 +6,9 @@
 void xpSdkReset();
 
 // Counts the resets: a caller that keeps a manager pointer keeps it with the generation it was
-// found in, and looks again once the generation moved on.
-unsigned xpSdkGeneration();
+// found in, and looks again once the generation moved on. A plain variable, so that checking a
+// kept pointer costs a load rather than a call.
+extern unsigned xpSdkGenerationCount;
+inline unsigned xpSdkGeneration() {
+   return xpSdkGenerationCount;
+}

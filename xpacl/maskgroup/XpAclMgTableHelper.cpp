@@ -118,15 +118,21 @@ void fillMgTableEntryKey(Orim::ChipRuleListId chipRuleListId, Acl::AclDirection 
    b[kAclIdByte] = listId;
 }
 
+namespace {
+xpAaclMgTableMgr* _mgTableMgr = nullptr;
+unsigned mgTableMgrGeneration = 0;
+
+[[gnu::noinline]] void findMgTableMgr() {
+   _mgTableMgr = xpAclPl::instance()->getMgr<xpAaclMgTableMgr>(
+       xpPrimitiveMgrBase<xpAaclMgTableMgr>::idAt(0));
+   mgTableMgrGeneration = xpSdkGeneration();
+   NORV_ASSERT(_mgTableMgr);
+}
+} // namespace
+
 xpAaclMgTableMgr* mgTableMgr() {
-   static xpAaclMgTableMgr* _mgTableMgr = nullptr;
-   static unsigned generation = 0;
-   if (!_mgTableMgr || generation != xpSdkGeneration()) [[unlikely]] {
-      _mgTableMgr = xpAclPl::instance()->getMgr<xpAaclMgTableMgr>(
-          xpPrimitiveMgrBase<xpAaclMgTableMgr>::idAt(0));
-      generation = xpSdkGeneration();
-      NORV_ASSERT(_mgTableMgr);
-   }
+   if (!_mgTableMgr || mgTableMgrGeneration != xpSdkGeneration()) [[unlikely]]
+      findMgTableMgr();
    return _mgTableMgr;
 }
 

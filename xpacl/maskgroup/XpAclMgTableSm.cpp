@@ -190,6 +190,7 @@ void MgTableSm::StageHashTableSm::handleStageHashTable() {
    }
    for (const auto& key : gone)
       handleStageHashTable(key);
+   entryIndex_.reserve(stageHashTableConfig_->tableCount());
    // The walk hands each member over as it stands on it, rather than having it looked up.
    for (auto it = stageHashTableConfig_->tableColl().begin(); it; ++it)
       writeMember(it.key(), &it.value());
