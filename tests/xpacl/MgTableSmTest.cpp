@@ -182,6 +182,18 @@ TEST_F(MgTableSmTest, AStageOrChipConfigurationThatGoesTakesItsEntries) {
    EXPECT_FALSE(written(1, 5));
 }
 
+TEST_F(MgTableSmTest, ATableReplacedByAnotherEntityStartsAfresh) {
+   w.chipUp(1);
+   w.start();
+   w.table(1, 2)->tableIs(Key(0, 1), rule(3, 1, false));
+   auto chip = w.dataFlow->chipDataFlowConfig(Orim::ChipId(1));
+   auto fresh = chip->newStageHashTable(Orim::StageId(2));
+   EXPECT_FALSE(written(1));
+   fresh->tableIs(Key(0, 2), rule(3, 2, false));
+   EXPECT_TRUE(written(2));
+   EXPECT_EQ(w.stageSm(1, 2)->stageHashTableConfig(), fresh);
+}
+
 TEST_F(MgTableSmTest, NullConfigurationsAreRefusedWithTheirTexts) {
    w.chipUp(1);
    w.start();

@@ -11,6 +11,22 @@ NORV_TRACE_HANDLE("XpAclMgTableSm");
 
 namespace XpAcl {
 
+namespace {
+
+// The nested reactor of `config` under `key`: the one there if it was built for that entity,
+// else a new one. A member replaced under the same key is another entity, so its reactor goes
+// (taking its entries out of the chip) and a new one starts afresh.
+template <class Coll, class Config, class Make>
+Norv::Ptr<typename Coll::Member> nestedFor(Coll& coll, const typename Coll::Key& key,
+                                           const Config& config, Make&& make) {
+   if (auto old = coll.find(key); old && std::get<0>(old->norvCtorAttrs()) != config) {
+      coll.del(key);
+   }
+   return Norv::memberIs(coll, key, std::forward<Make>(make), config);
+}
+
+} // namespace
+
 MgTableSm::MgTableSm(Norv::Ptr<const XpXdk::XpDeviceIdColl> activeXpDeviceColl,
                      Norv::Ptr<const Orim::DataFlowConfig> dataFlowConfig,
                      Norv::Ptr<MgTableHelper> mgTableHelper)
@@ -39,15 +55,9 @@ MgTableSm::chipDataFlowConfigIs(const Orim::ChipId& chipId,
    if (!config) {
       Norv::throwNullParameter("_chipDataFlowConfig", "XpAcl::MgTableSm::chipDataFlowConfig");
    }
-   // A member replaced under the same key is another entity: its reactor starts afresh.
-   if (auto old = chipDataFlowConfig(chipId); old && old->chipDataFlowConfig() != config) {
-      chipDataFlowConfigDel(chipId);
-   }
-   auto sm = Norv::memberIs(
-       chipDataFlowConfig_, chipId,
-       [&] { return Norv::Ptr<ChipDataFlowSm>(new ChipDataFlowSm(chipId, config, this)); },
-       config);
-   return sm;
+   return nestedFor(chipDataFlowConfig_, chipId, config, [&] {
+      return Norv::Ptr<ChipDataFlowSm>(new ChipDataFlowSm(chipId, config, this));
+   });
 }
 
 void MgTableSm::handleInitialized() {
@@ -124,13 +134,9 @@ Norv::Ptr<MgTableSm::StageHashTableSm> MgTableSm::ChipDataFlowSm::stageHashTable
       Norv::throwNullParameter("_stageHashTableConfig",
                                "XpAcl::MgTableSm::ChipDataFlowSm::stageHashTableConfig");
    }
-   if (auto old = stageHashTableConfig(stageId); old && old->stageHashTableConfig() != config) {
-      stageHashTableConfigDel(stageId);
-   }
-   return Norv::memberIs(
-       stageHashTableConfig_, stageId,
-       [&] { return Norv::Ptr<StageHashTableSm>(new StageHashTableSm(stageId, config, this)); },
-       config);
+   return nestedFor(stageHashTableConfig_, stageId, config, [&] {
+      return Norv::Ptr<StageHashTableSm>(new StageHashTableSm(stageId, config, this));
+   });
 }
 
 void MgTableSm::ChipDataFlowSm::handleInitialized() {
