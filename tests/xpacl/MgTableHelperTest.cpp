@@ -436,6 +436,22 @@ TEST_F(MgTableHelperTest, DumpShowsEachEntryOnTwoRows) {
        "Number of valid entries in range of 0 to 32768 : 1\n"
        "Maximum possible table entries : 32768\n";
    EXPECT_EQ(dumpOf(*w.helper, 1, 2), expected);
+
+   // A MAC key, which only the chip's other users write, reads as addresses on one row that
+   // ends without a newline.
+   xpAaclMgTableEntry mac;
+   for (uint8_t i = 0; i < 12; ++i)
+      mac.key.bytes[i] = static_cast<uint8_t>(0x10 + i);
+   mac.key.bytes[16] = 7 << 2;
+   mac.key.bytes[17] = 9;
+   mac.data.word[1] = 3;
+   ASSERT_EQ(mgModel()->writeKeyAndControlData(1, 2, 3, &mac), XP_NO_ERR);
+   const std::string dump = dumpOf(*w.helper, 1, 2);
+   EXPECT_NE(
+       dump.find("      3|   0|       3|   0|   0|         0|AclId:009 PktType:7 AclType:0, "
+                 "Direction:0 SA:1b1a.1918.1716 DA:1514.1312.1110|   8197|"),
+       std::string::npos)
+       << dump;
    EXPECT_EQ(dumpOf(*w.helper, 1, 9), ""); // unknown stage
    EXPECT_EQ(dumpOf(*w.helper, 6, 2), ""); // unknown chip
 }
