@@ -42,3 +42,17 @@ std::string valueText(std::string_view type, const Field<T>&... fields) {
 }
 
 } // namespace Norv
+
+// A field of a value class with the framework's accessor and mutator, `name()` and `nameIs(v)`.
+// Opens a private section: put the fields last.
+#define NORV_VALUE_FIELD(T, name)                                                              \
+public:                                                                                        \
+   const T& name() const {                                                                     \
+      return name##_;                                                                          \
+   }                                                                                           \
+   void name##Is(const T& v) {                                                                 \
+      name##_ = v;                                                                             \
+   }                                                                                           \
+                                                                                               \
+private:                                                                                       \
+   T name##_{};

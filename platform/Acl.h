@@ -5,6 +5,12 @@
 
 namespace Acl {
 
+// The direction of traffic an ACL applies to.
+enum class AclDirection : uint8_t { in = 0, out = 1 };
+inline const char* norvEnumName(AclDirection d) {
+   return d == AclDirection::in ? "in" : "out";
+}
+
 // A set of TCP flags, one bit each; the empty set (value 0) matches no flag.
 class TcpFlag {
 public:

@@ -5,6 +5,7 @@
 
 #include "norv/Export.h"
 #include "norv/Value.h"
+#include "platform/Acl.h"
 #include "platform/IdValue.h"
 
 // Identifiers of the hardware-abstraction layer.
@@ -19,8 +20,7 @@ using StageId = Platform::IdValue<StageIdTag, uint32_t>;
 struct ChipRuleListIdTag {};
 using ChipRuleListId = Platform::IdValue<ChipRuleListIdTag, uint32_t>;
 
-enum class AclDirection : uint8_t { in = 0, out = 1 };
-NORV_EXPORT const char* norvEnumName(AclDirection d);
+using AclDirection = Acl::AclDirection;
 
 // A rule list as the chip sees it: hardware ACL index, protocol type, table type, direction.
 class ChipRuleListIdKey {

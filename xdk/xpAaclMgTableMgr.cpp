@@ -1,5 +1,6 @@
 #include "xdk/xpAaclMgTableMgr.h"
 
+#include <bit>
 #include <memory>
 
 #include "xdk/xpAclPl.h"
@@ -14,6 +15,30 @@ const xpMgrRegistration reg([] {
    xpAclPl::instance()->addMgr(xpPrimitiveMgrBase<xpAaclMgTableMgr>::idAt(0), std::move(mgr));
 });
 
+// The hash of each way starts from its own seed; ways beyond the list reuse them, mixed with
+// the way number.
+constexpr uint64_t kWaySeed[] = {
+    0x9e3779b97f4a7c15ull, 0xc2b2ae3d27d4eb4full, 0x165667b19e3779f9ull, 0xd6e8feb86659fd93ull,
+    0xff51afd7ed558ccdull, 0xc4ceb9fe1a85ec53ull, 0x27d4eb2f165667c5ull, 0x94d049bb133111ebull};
+
+uint64_t mix(uint64_t h) {
+   h ^= h >> 33;
+   h *= 0xff51afd7ed558ccdull;
+   h ^= h >> 33;
+   h *= 0xc4ceb9fe1a85ec53ull;
+   h ^= h >> 33;
+   return h;
+}
+
+uint64_t keyHash(const xpAaclMgTableEntryKey& key, uint32_t way) {
+   uint64_t w[3] = {};
+   std::memcpy(w, key.bytes, xpAaclMgTableEntryKey::kBytes);
+   uint64_t h = kWaySeed[way % std::size(kWaySeed)] + way / std::size(kWaySeed);
+   for (uint64_t word : w)
+      h = mix(h ^ word) + 0x2545f4914f6cdd1dull;
+   return mix(h);
+}
+
 } // namespace
 
 XP_STATUS xpAaclMgTableMgr::checkAdded(xpsDevice_t devId) const {
@@ -21,7 +46,7 @@ XP_STATUS xpAaclMgTableMgr::checkAdded(xpsDevice_t devId) const {
       XP_LOG(XP_LOG_MODULE_PRIMITIVE, XP_LOG_ERROR, "Invalid device Id %d specified\n", devId);
       return XP_ERR_INVALID_DEV_ID;
    }
-   if (!numOfEntry_[devId]) {
+   if (!devices_[devId].added) {
       XP_LOG(XP_LOG_MODULE_PRIMITIVE, XP_LOG_ERROR,
              "The device %d is not added in primitive manager\n", devId);
       return XP_ERR_DEVICE_NOT_ADDED;
@@ -29,23 +54,134 @@ XP_STATUS xpAaclMgTableMgr::checkAdded(xpsDevice_t devId) const {
    return XP_NO_ERR;
 }
 
+XP_STATUS xpAaclMgTableMgr::checkIndex(xpsDevice_t devId, uint32_t mgTableId,
+                                       uint32_t index) const {
+   if (XP_STATUS status = checkAdded(devId)) return status;
+   if (mgTableId >= kNumMgTables) {
+      XP_LOG(XP_LOG_MODULE_ACL, XP_LOG_ERROR, "Invalid MG table %u on device %d\n", mgTableId,
+             devId);
+      return XP_ERR_INVALID_ARG;
+   }
+   const Device& d = devices_[devId];
+   if (index >= d.entriesPerWay * d.ways) {
+      XP_LOG(XP_LOG_MODULE_ACL, XP_LOG_ERROR,
+             "Invalid index %u of MG table %u on device %d: the table has %u entries\n", index,
+             mgTableId, devId, d.entriesPerWay * d.ways);
+      return XP_ERR_INVALID_INDEX;
+   }
+   return XP_NO_ERR;
+}
+
 XP_STATUS xpAaclMgTableMgr::addDevice(xpsDevice_t devId, const xpDeviceProfile& profile) {
    if (!xpIsValidDevId(devId)) return checkAdded(devId);
-   if (numOfEntry_[devId]) return XP_ERR_DEVICE_EXISTS;
-   numOfEntry_[devId] = profile.mgTableEntries;
+   Device& d = devices_[devId];
+   if (d.added) return XP_ERR_DEVICE_EXISTS;
+   if (!std::has_single_bit(profile.mgTableEntries) || profile.mgTableWays == 0) {
+      XP_LOG(XP_LOG_MODULE_ACL, XP_LOG_ERROR,
+             "MG tables of %u ways of %u entries are not supported on device %d\n",
+             profile.mgTableWays, profile.mgTableEntries, devId);
+      return XP_ERR_INVALID_ARG;
+   }
+   d.added = true;
+   d.entriesPerWay = profile.mgTableEntries;
+   d.ways = profile.mgTableWays;
    return XP_NO_ERR;
 }
 
 XP_STATUS xpAaclMgTableMgr::removeDevice(xpsDevice_t devId) {
    if (XP_STATUS status = checkAdded(devId)) return status;
-   numOfEntry_[devId].reset();
+   devices_[devId] = Device{};
    return XP_NO_ERR;
 }
 
 XP_STATUS xpAaclMgTableMgr::getNumOfEntry(xpsDevice_t devId, uint32_t& numOfEntry) {
-   if (auto injected = enterOp("getNumOfEntry")) return *injected;
+   if (auto injected = enterOp(opGetNumOfEntry_)) return *injected;
    numOfEntry = 0;
    if (XP_STATUS status = checkAdded(devId)) return status;
-   numOfEntry = *numOfEntry_[devId];
+   numOfEntry = devices_[devId].entriesPerWay;
    return XP_NO_ERR;
+}
+
+XP_STATUS xpAaclMgTableMgr::getNumOfEntry(xpsDevice_t devId, uint32_t mgTableId,
+                                          uint32_t& numOfEntry) {
+   if (auto injected = enterOp(opGetNumOfEntry_)) return *injected;
+   numOfEntry = 0;
+   if (XP_STATUS status = checkIndex(devId, mgTableId, 0)) return status;
+   numOfEntry = devices_[devId].entriesPerWay * devices_[devId].ways;
+   return XP_NO_ERR;
+}
+
+XP_STATUS xpAaclMgTableMgr::getNumOfWays(xpsDevice_t devId, uint32_t& numOfWays) {
+   if (auto injected = enterOp("getNumOfWays")) return *injected;
+   numOfWays = 0;
+   if (XP_STATUS status = checkAdded(devId)) return status;
+   numOfWays = devices_[devId].ways;
+   return XP_NO_ERR;
+}
+
+XP_STATUS xpAaclMgTableMgr::hashIndexInWay(xpsDevice_t devId, uint32_t mgTableId,
+                                           uint32_t subTableId,
+                                           const xpAaclMgTableEntryKey* key,
+                                           uint32_t& hashIndex) {
+   if (auto injected = enterOp(opHashIndexInWay_)) return *injected;
+   if (XP_STATUS status = checkIndex(devId, mgTableId, 0)) return status;
+   const Device& d = devices_[devId];
+   if (!key) return XP_ERR_NULL_POINTER;
+   if (subTableId >= d.ways) {
+      XP_LOG(XP_LOG_MODULE_ACL, XP_LOG_ERROR, "Invalid way %u of MG table %u on device %d\n",
+             subTableId, mgTableId, devId);
+      return XP_ERR_INVALID_ARG;
+   }
+   hashIndex = static_cast<uint32_t>(keyHash(*key, subTableId) & (d.entriesPerWay - 1));
+   return XP_NO_ERR;
+}
+
+XP_STATUS xpAaclMgTableMgr::writeKeyAndControlData(xpDeviceArg dev, uint32_t mgTableId,
+                                                   uint32_t index,
+                                                   const xpAaclMgTableEntry* entry) {
+   if (auto injected = enterOp(opWrite_)) return *injected;
+   const xpsDevice_t devId = dev.value;
+   if (XP_STATUS status = checkIndex(devId, mgTableId, index)) return status;
+   if (!entry) return XP_ERR_NULL_POINTER;
+   Device& d = devices_[devId];
+   std::unique_ptr<Slot[]>& table = d.tables[mgTableId];
+   if (!table) [[unlikely]]
+      table = std::make_unique<Slot[]>(d.entriesPerWay * d.ways);
+   table[index] = Slot{*entry, true};
+   return XP_NO_ERR;
+}
+
+XP_STATUS xpAaclMgTableMgr::readEntry(xpDeviceArg dev, uint32_t mgTableId, uint32_t index,
+                                      xpAaclMgTableEntryKey* key, xpAaclMgTableEntryData* data,
+                                      uint8_t flag) {
+   (void)flag;
+   if (auto injected = enterOp(opReadEntry_)) return *injected;
+   const xpsDevice_t devId = dev.value;
+   if (XP_STATUS status = checkIndex(devId, mgTableId, index)) return status;
+   if (!key || !data) return XP_ERR_NULL_POINTER;
+   const Slot* table = devices_[devId].tables[mgTableId].get();
+   const Slot empty{};
+   const Slot& slot = table ? table[index] : empty;
+   *key = slot.entry.key;
+   *data = slot.entry.data;
+   return XP_NO_ERR;
+}
+
+XP_STATUS xpAaclMgTableMgr::removeEntry(xpDeviceArg dev, uint32_t mgTableId, uint32_t index) {
+   if (auto injected = enterOp(opRemoveEntry_)) return *injected;
+   const xpsDevice_t devId = dev.value;
+   if (XP_STATUS status = checkIndex(devId, mgTableId, index)) return status;
+   Slot* table = devices_[devId].tables[mgTableId].get();
+   if (!table || !table[index].valid) return XP_ERR_NO_CHANGE;
+   table[index] = Slot{};
+   return XP_NO_ERR;
+}
+
+const xpAaclMgTableEntry* xpAaclMgTableMgr::validEntry(xpsDevice_t devId, uint32_t mgTableId,
+                                                       uint32_t index) const {
+   if (!xpIsValidDevId(devId) || mgTableId >= kNumMgTables) return nullptr;
+   const Device& d = devices_[devId];
+   const Slot* table = d.tables[mgTableId].get();
+   if (!table || index >= d.entriesPerWay * d.ways || !table[index].valid) return nullptr;
+   return &table[index].entry;
 }

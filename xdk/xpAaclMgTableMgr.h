@@ -4,21 +4,103 @@
 #include "xdk/xpPrimitiveMgrBase.h"
 
 #include <array>
+#include <concepts>
 #include <cstdint>
-#include <optional>
+#include <cstring>
+#include <memory>
 
-// The mask-group tables of the ACL stages: hashed rule entries, one table per stage LDE, each
-// with the same number of entries per way on a device.
+// The key of a mask-group table entry, byte by byte as the chip matches it. A fresh key is all
+// zeros, which is also how an empty entry reads.
+struct xpAaclMgTableEntryKey {
+   static constexpr size_t kBytes = 18;
+   uint8_t bytes[kBytes] = {};
+   bool operator==(const xpAaclMgTableEntryKey& o) const {
+      return std::memcmp(bytes, o.bytes, kBytes) == 0;
+   }
+};
+
+// What a hit on an entry does: word 0 holds the result, logging and counter bits, word 1 the
+// priority.
+struct xpAaclMgTableEntryData {
+   uint16_t word[2] = {};
+   bool operator==(const xpAaclMgTableEntryData&) const = default;
+};
+
+struct xpAaclMgTableEntry {
+   xpAaclMgTableEntryKey key;
+   xpAaclMgTableEntryData data;
+   bool operator==(const xpAaclMgTableEntry&) const = default;
+};
+
+// A device id as the table calls take it: the number, or an identifier object carrying it.
+struct xpDeviceArg {
+   xpsDevice_t value;
+   xpDeviceArg(xpsDevice_t v) : value(v) {}
+   template <class Id>
+   requires requires(const Id& id) {
+      { id.value() } -> std::convertible_to<xpsDevice_t>;
+   }
+   xpDeviceArg(const Id& id) : value(id.value()) {}
+};
+
+// The mask-group tables of the ACL stages: one hashed rule table per stage LDE, numbered
+// 0 .. kNumMgTables - 1. A table is split into ways of equal size (a power of two); entry
+// `index` is hash index (index % entries per way) of way (index / entries per way). A key's
+// place in a way is a hash of its bytes, a different hash per way, so that keys that collide
+// in one way spread in another.
 class xpAaclMgTableMgr : public xpPrimitiveMgr, public xpPrimitiveMgrBase<xpAaclMgTableMgr> {
 public:
+   static constexpr uint32_t kNumMgTables = 8;
+
    XP_STATUS addDevice(xpsDevice_t devId, const xpDeviceProfile& profile) override;
    XP_STATUS removeDevice(xpsDevice_t devId) override;
 
    // The number of entries per way of the device's tables.
    XP_STATUS getNumOfEntry(xpsDevice_t devId, uint32_t& numOfEntry);
+   // The number of entries of one table, every way.
+   XP_STATUS getNumOfEntry(xpsDevice_t devId, uint32_t mgTableId, uint32_t& numOfEntry);
+   // The number of ways of the device's tables; a placing layer tries them in turn.
+   XP_STATUS getNumOfWays(xpsDevice_t devId, uint32_t& numOfWays);
+
+   // Where the key falls in way `subTableId`: an index within the way.
+   XP_STATUS hashIndexInWay(xpsDevice_t devId, uint32_t mgTableId, uint32_t subTableId,
+                            const xpAaclMgTableEntryKey* key, uint32_t& hashIndex);
+   // Writes key and control data of the entry at `index` at once.
+   XP_STATUS writeKeyAndControlData(xpDeviceArg devId, uint32_t mgTableId, uint32_t index,
+                                    const xpAaclMgTableEntry* entry);
+   // The entry at `index`; an empty one reads as fresh key and data. The flag selects the
+   // chip's read path, of which the model has one.
+   XP_STATUS readEntry(xpDeviceArg devId, uint32_t mgTableId, uint32_t index,
+                       xpAaclMgTableEntryKey* key, xpAaclMgTableEntryData* data,
+                       uint8_t flag = 0);
+   // Empties the entry; XP_ERR_NO_CHANGE if it was empty.
+   XP_STATUS removeEntry(xpDeviceArg devId, uint32_t mgTableId, uint32_t index);
+
+   // The chip's view, for the model's own users (not an SDK operation, not counted): the entry
+   // at `index` if it holds one.
+   const xpAaclMgTableEntry* validEntry(xpsDevice_t devId, uint32_t mgTableId,
+                                        uint32_t index) const;
 
 private:
-   XP_STATUS checkAdded(xpsDevice_t devId) const;
+   struct Slot {
+      xpAaclMgTableEntry entry;
+      bool valid = false;
+   };
+   struct Device {
+      bool added = false;
+      uint32_t entriesPerWay = 0;
+      uint32_t ways = 0;
+      // Allocated on the first write: most tables of most devices stay empty.
+      std::array<std::unique_ptr<Slot[]>, kNumMgTables> tables;
+   };
 
-   std::array<std::optional<uint32_t>, XP_MAX_DEVICES> numOfEntry_;
+   XP_STATUS checkAdded(xpsDevice_t devId) const;
+   XP_STATUS checkIndex(xpsDevice_t devId, uint32_t mgTableId, uint32_t index) const;
+
+   std::array<Device, XP_MAX_DEVICES> devices_;
+   OpRef opHashIndexInWay_ = opRef("hashIndexInWay");
+   OpRef opWrite_ = opRef("writeKeyAndControlData");
+   OpRef opReadEntry_ = opRef("readEntry");
+   OpRef opRemoveEntry_ = opRef("removeEntry");
+   OpRef opGetNumOfEntry_ = opRef("getNumOfEntry");
 };

@@ -4,7 +4,10 @@
 #include "xdk/xpLogMgr.h"
 #include "xdk/xpPlatformLayers.h"
 
+unsigned xpSdkGenerationCount = 0;
+
 void xpSdkReset() {
+   ++xpSdkGenerationCount;
    xpDeviceMgr::instance()->reset();
    for (xpPlBase* layer : xpPlatformLayers())
       layer->reset();

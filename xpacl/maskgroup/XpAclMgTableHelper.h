@@ -1,0 +1,209 @@
+#pragma once
+
+// The one object that writes the chip's mask-group tables: the key and control data of each
+// rule, its priority and its hit counter, and the dump of a stage's table.
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "norv/Assert.h"
+#include "norv/Attributes.h"
+#include "norv/FlatHashMap.h"
+#include "norv/LinkStack.h"
+#include "norv/Reactor.h"
+#include "platform/OrimHwCapability.h"
+#include "platform/OrimRule.h"
+#include "platform/XpXdk.h"
+#include "xdk/xpAaclMgTableMgr.h"
+#include "xpacl/model/XpAclStageStatus.h"
+
+class xpAcmBankMgr;
+
+namespace XpAcl {
+
+// Counter index 0 means no counter, so indices run 1 .. kMaxCounterIndex - 1.
+inline constexpr uint32_t kMaxCounterIndex = 4096;
+
+// A collection keyed by a counter index. The indices are few and bounded, so members sit in
+// an array by index: the counter path finds them without hashing.
+template <class V, size_t N>
+class CounterIndexColl {
+public:
+   CounterIndexColl() : slots_(N) {}
+   const V* find(uint16_t k) const {
+      return k < N && slots_[k].present ? &slots_[k].value : nullptr;
+   }
+   V* find(uint16_t k) { return k < N && slots_[k].present ? &slots_[k].value : nullptr; }
+   bool contains(uint16_t k) const { return find(k) != nullptr; }
+   size_t size() const { return count_; }
+   // The member at k, created as v when absent; whether it was created.
+   std::pair<V*, bool> insert(uint16_t k, const V& v) {
+      NORV_ASSERT(k < N);
+      Slot& s = slots_[k];
+      const bool created = !s.present;
+      if (created) {
+         s.value = v;
+         s.present = true;
+         ++count_;
+      }
+      return {&s.value, created};
+   }
+   bool erase(uint16_t k) {
+      if (k >= N || !slots_[k].present) return false;
+      slots_[k] = Slot{};
+      --count_;
+      return true;
+   }
+   void clear() {
+      std::fill(slots_.begin(), slots_.end(), Slot{});
+      count_ = 0;
+   }
+
+private:
+   struct Slot {
+      V value{};
+      bool present = false;
+   };
+   std::vector<Slot> slots_;
+   size_t count_ = 0;
+};
+
+// The accessors and mutators of a collection attribute kept in a CounterIndexColl.
+#define XPACL_COUNTER_INDEX_COLL(name, V)                                                      \
+public:                                                                                        \
+   V name(uint16_t k) const {                                                                  \
+      const V* p = name##_.find(k);                                                            \
+      return p ? *p : V{};                                                                     \
+   }                                                                                           \
+   void name##Is(uint16_t k, const V& v) {                                                     \
+      *name##_.insert(k, v).first = v;                                                         \
+   }                                                                                           \
+   void name##Del(uint16_t k) {                                                                \
+      name##_.erase(k);                                                                        \
+   }                                                                                           \
+   void name##DelAll() {                                                                       \
+      name##_.clear();                                                                         \
+   }                                                                                           \
+   size_t name##Count() const {                                                                \
+      return name##_.size();                                                                   \
+   }                                                                                           \
+   const CounterIndexColl<V, kMaxCounterIndex>& name##Coll() const {                           \
+      return name##_;                                                                          \
+   }                                                                                           \
+                                                                                               \
+private:                                                                                       \
+   CounterIndexColl<V, kMaxCounterIndex> name##_;
+
+// One counted rule on one device.
+class CounterEntryKey {
+public:
+   CounterEntryKey() = default;
+   CounterEntryKey(XpXdk::XpDeviceId deviceId, const Orim::AclId& aclId, uint32_t ruleId)
+       : deviceId_(deviceId), aclId_(aclId), ruleId_(ruleId) {}
+
+   auto operator<=>(const CounterEntryKey&) const = default;
+   bool operator==(const CounterEntryKey&) const = default;
+   size_t hash() const {
+      return (size_t{deviceId_.value()} << 56 ^ aclId_.hash() << 32 ^ ruleId_) *
+             0x9e3779b97f4a7c15ull;
+   }
+   std::string text() const {
+      return Norv::valueText("XpAcl::CounterEntryKey", Norv::field("deviceId", deviceId_),
+                             Norv::field("aclId", aclId_), Norv::field("ruleId", ruleId_));
+   }
+   // Reads back what text() wrote; anything else is a range error.
+   static CounterEntryKey fromText(const std::string& text);
+
+   NORV_VALUE_FIELD(XpXdk::XpDeviceId, deviceId)
+   NORV_VALUE_FIELD(Orim::AclId, aclId)
+   NORV_VALUE_FIELD(uint32_t, ruleId)
+};
+
+// Builds the MG-table key of a rule. The key that is hashed for placement and the key that is
+// written are built here alike, so the chip finds each rule where it was placed.
+void fillMgTableEntryKey(Orim::ChipRuleListId chipRuleListId, Acl::AclDirection direction,
+                         const Orim::PDKeyValue& pdKey,
+                         const Orim::MaskGroupDescriptor& maskGroupDescriptor,
+                         xpAaclMgTableEntryKey& key);
+
+// The process's MG-table manager, found once (and again after the SDK model is reset).
+xpAaclMgTableMgr* mgTableMgr();
+
+class MgTableHelper : public Norv::Reactor {
+public:
+   NORV_ENTITY("XpAcl::MgTableHelper")
+   // Each way of a table spans this many hardware indices.
+   static constexpr uint32_t kWayShift = 13;
+
+   MgTableHelper(Norv::Ptr<const AaclStageStatus> aaclStageStatus,
+                 Norv::Ptr<const Orim::HwCapabilityColl> hwCapabilityColl);
+
+   const Norv::Ptr<const AaclStageStatus>& aaclStageStatus() const { return aaclStageStatus_; }
+   const Norv::Ptr<const Orim::HwCapabilityColl>& hwCapabilityColl() const {
+      return hwCapabilityColl_;
+   }
+   static constexpr uint32_t maxCounterIndex() { return kMaxCounterIndex; }
+
+   // Plain collections on the per-rule path: nothing watches them and their order plays no
+   // part, so they are flat maps.
+   NORV_PLAIN_COLL(counterIndex, CounterIndex, CounterEntryKey, uint16_t, Norv::FlatHashMap)
+   XPACL_COUNTER_INDEX_COLL(counterEntryKey, CounterEntryKey)
+   XPACL_COUNTER_INDEX_COLL(aclHitCount, uint32_t)
+   NORV_PLAIN_COLL(activeEntryCntAtStage, ActiveEntryCntAtStage, uint32_t, uint32_t,
+                   Norv::FlatHashMap)
+public:
+   void activeEntryCntAtStageInc(uint32_t mgTableId, uint32_t n);
+   // Deletes the member when it reaches 0.
+   void activeEntryCntAtStageDec(uint32_t mgTableId, uint32_t n);
+
+   void freeCounterIndexPush(uint16_t index) { freeCounterIndex_.push(index); }
+   uint16_t freeCounterIndexPop() { return freeCounterIndex_.pop(); }
+   uint16_t freeCounterIndex(uint32_t seq) const { return freeCounterIndex_.at(seq); }
+   size_t freeCounterIndexCount() const { return freeCounterIndex_.size(); }
+   Norv::LinkStackMetadata freeCounterIndexMetadata() const {
+      return freeCounterIndex_.metadata();
+   }
+
+   // Fills the free-counter stack; counters are handed out only after this ran.
+   void handleInitialized() override;
+
+   uint32_t hashIndex(XpXdk::XpDeviceId deviceId, const Orim::PDKeyValue& pdKey,
+                      const Norv::Ptr<const Orim::HashStageDescriptor>& hashStageDescriptor,
+                      const Orim::MaskGroupDescriptor& maskGroupDescriptor, uint8_t subTableId,
+                      const Orim::AclId& aclId) const;
+   // Writes the rule at the key's position with its counter; returns the hardware index.
+   uint32_t addEntry(XpXdk::XpDeviceId deviceId, Orim::StageId stageId,
+                     const Orim::PerStageHashTableKey& perStageHashTableKey,
+                     const Orim::PerStageTableEntry* entry);
+   // Empties the key's position and frees the counter its entry had.
+   void removeEntry(XpXdk::XpDeviceId devId, Orim::StageId stageId,
+                    const Orim::PerStageHashTableKey& perStageHashTableKey);
+   // Adds what every attached counter counted since the last read; returns 0.
+   uint32_t doUpdateAclCounters();
+   uint32_t getDeltaCounter(const Orim::ChipId& chipId, const Orim::AclId& aclId,
+                            uint32_t ruleId);
+   bool isCounterAttached(const Orim::ChipId& chipId, const Orim::AclId& aclId,
+                          uint32_t ruleId) const;
+   void doShowTblEntries(int fd, XpXdk::XpDeviceId deviceId, Orim::StageId stageId) const;
+
+   static uint32_t hwIndex(const Orim::PerStageHashTableKey& key) {
+      return (key.way() << kWayShift) + key.hashIndex();
+   }
+
+private:
+   // The MG table of the stage; asserts that the chip and the stage are known.
+   uint32_t mgTableIdOf(XpXdk::XpDeviceId deviceId, Orim::StageId stageId) const;
+   static xpAcmBankMgr* acmBankMgr();
+
+   Norv::Ptr<const AaclStageStatus> aaclStageStatus_;
+   Norv::Ptr<const Orim::HwCapabilityColl> hwCapabilityColl_;
+   Norv::LinkStack<uint16_t> freeCounterIndex_;
+};
+
+Norv::Ptr<MgTableHelper>
+mgTableHelperFactory(Norv::Ptr<const AaclStageStatus> aaclStageStatus,
+                     Norv::Ptr<const Orim::HwCapabilityColl> hwCapabilityColl);
+
+} // namespace XpAcl
