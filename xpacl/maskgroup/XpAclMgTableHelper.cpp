@@ -329,6 +329,23 @@ void MgTableHelper::removeEntry(XpXdk::XpDeviceId devId, Orim::StageId stageId,
    NORV_TRACE(5, "removeEntry Deleting counter index {}", cIndex);
 }
 
+void MgTableHelper::forgetCounters(XpXdk::XpDeviceId deviceId) {
+   NORV_TRACE(8, "MgTableHelper:: deviceId {}", deviceId);
+   std::vector<std::pair<CounterEntryKey, uint16_t>> gone;
+   for (auto it = counterIndex_.begin(); it; ++it) {
+      if (it.key().deviceId() == deviceId) gone.emplace_back(it.key(), it.value());
+   }
+   for (const auto& [ruleKey, cIndex] : gone) {
+      counterIndexDel(ruleKey);
+      aclHitCountDel(cIndex);
+      if (const CounterEntryKey* owner = counterEntryKey_.find(cIndex);
+          owner && *owner == ruleKey) {
+         counterEntryKeyDel(cIndex);
+         freeCounterIndexPush(cIndex);
+      }
+   }
+}
+
 uint32_t MgTableHelper::doUpdateAclCounters() {
    NORV_TRACE(8, "MgTableHelper::");
    xpAcmBankMgr* acmBankMgr = MgTableHelper::acmBankMgr();

@@ -182,6 +182,9 @@ public:
    // Empties the key's position and frees the counter its entry had.
    void removeEntry(XpXdk::XpDeviceId devId, Orim::StageId stageId,
                     const Orim::PerStageHashTableKey& perStageHashTableKey);
+   // Forgets the counters of a device that went away, without touching it: they go back to
+   // the pool, and the device's rules get counters again when they are written again.
+   void forgetCounters(XpXdk::XpDeviceId deviceId);
    // Adds what every attached counter counted since the last read; returns 0.
    uint32_t doUpdateAclCounters();
    uint32_t getDeltaCounter(const Orim::ChipId& chipId, const Orim::AclId& aclId,
