@@ -222,10 +222,13 @@ void rulePlace(Simulator& s, const Args& a) {
    const Orim::ChipId chip = chipArg(s, a, 0);
    const Orim::StageId stage = stageArg(s, chip, a, 1);
    const Orim::PerStageTableEntry e = ruleArgs(s, chip, a, 2);
+   // The hash is taken in the stage's MG table, which the chip has while it is up.
+   auto stages = s.world().get<AaclStageStatus>("aaclStageStatus")->aaclChipStageStatus(chip);
    auto cap = s.world().hwCapabilityColl->chipHwCapability(chip);
    auto stageDesc = cap ? cap->stageHashTableDescriptor(stage) : nullptr;
-   if (!stageDesc)
+   if (!stages || !stages->aaclStageDescriptor(stage) || !stageDesc) {
       throw Error("chip " + chip.text() + " is not up: its stages are not declared");
+   }
    auto pd =
        s.world().get<Xp80PDInfo>("xp80PDInfo")->pdHashingFunction(XpXdk::deviceIdOf(chip));
    auto table = tableOf(s, chip, stage);

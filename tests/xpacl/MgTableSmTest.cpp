@@ -162,6 +162,28 @@ TEST_F(MgTableSmTest, AKeyDeletedWhileTheDeviceIsAwayCostsNoHardwareCall) {
    EXPECT_EQ(w.stageSm(1, 2)->entryIndexCount(), 2u);
 }
 
+TEST_F(MgTableSmTest, ADeviceThatLeavesTakesItsCountersWithIt) {
+   w.chipUp(1);
+   w.chipUp(2);
+   w.start();
+   w.table(1, 2)->tableIs(Key(0, 1), rule(3, 1, true));
+   w.table(1, 2)->tableIs(Key(0, 2), rule(3, 2, true));
+   w.table(2, 2)->tableIs(Key(0, 1), rule(3, 1, true));
+   w.devices->deviceIdDel(XpXdk::XpDeviceId(1));
+   xpDeviceMgr::instance()->removeDevice(1);
+   EXPECT_FALSE(w.helper->isCounterAttached(Orim::ChipId(1), aclIdOf(3), 1));
+   EXPECT_TRUE(w.helper->isCounterAttached(Orim::ChipId(2), aclIdOf(3), 1));
+   EXPECT_EQ(w.helper->freeCounterIndexCount(), 4094u);
+   // The poll asks only the device that is there.
+   acmModel()->resetCounters();
+   Norv::activityManager().advanceBy(1.0);
+   EXPECT_EQ(acmModel()->calls("getCounterValue"), 1u);
+   // Back, its rules are counted again.
+   w.chipUp(1);
+   EXPECT_TRUE(w.helper->isCounterAttached(Orim::ChipId(1), aclIdOf(3), 2));
+   EXPECT_EQ(w.helper->counterIndexCount(), 3u);
+}
+
 TEST_F(MgTableSmTest, AStageOrChipConfigurationThatGoesTakesItsEntries) {
    w.chipUp(1);
    w.start();

@@ -3,7 +3,9 @@
 // The one object that writes the chip's mask-group tables: the key and control data of each
 // rule, its priority and its hit counter, and the dump of a stage's table.
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -180,6 +182,9 @@ public:
    // Empties the key's position and frees the counter its entry had.
    void removeEntry(XpXdk::XpDeviceId devId, Orim::StageId stageId,
                     const Orim::PerStageHashTableKey& perStageHashTableKey);
+   // Forgets the counters of a device that went away, without touching it: they go back to
+   // the pool, and the device's rules get counters again when they are written again.
+   void forgetCounters(XpXdk::XpDeviceId deviceId);
    // Adds what every attached counter counted since the last read; returns 0.
    uint32_t doUpdateAclCounters();
    uint32_t getDeltaCounter(const Orim::ChipId& chipId, const Orim::AclId& aclId,
@@ -195,7 +200,42 @@ public:
 private:
    // The MG table of the stage; asserts that the chip and the stage are known.
    uint32_t mgTableIdOf(XpXdk::XpDeviceId deviceId, Orim::StageId stageId) const;
+   uint32_t lookUpMgTableId(XpXdk::XpDeviceId deviceId, Orim::StageId stageId) const;
    static xpAcmBankMgr* acmBankMgr();
+   // Forgets the MG tables known for the chip's stages.
+   void forgetStages(const Orim::ChipId& chipId, bool chipReplaced) const;
+
+   // The MG table of each stage as last looked up, for the rows of devices below kCachedDevices
+   // and stages below kCachedStages (-1: not known). The stage status is watched: a change of
+   // a chip's stages drops the chip's row.
+   static constexpr uint32_t kCachedDevices = 64;
+   static constexpr uint32_t kCachedStages = 8;
+   class NorvStageStatus : public AaclStageStatus::NotifieeConst {
+   public:
+      NorvStageStatus(MgTableHelper* helper, Norv::Ptr<const AaclStageStatus> status)
+          : NotifieeConst(helper, std::move(status)), helper_(helper) {}
+      void onAaclChipStageStatus(const Orim::ChipId& chipId) override {
+         helper_->forgetStages(chipId, true);
+      }
+
+   private:
+      MgTableHelper* helper_;
+   };
+   class NorvChipStageStatus : public AaclChipStageStatus::NotifieeConst {
+   public:
+      NorvChipStageStatus(MgTableHelper* helper, Norv::Ptr<const AaclChipStageStatus> status)
+          : NotifieeConst(helper, std::move(status)), helper_(helper) {}
+      void onAaclStageDescriptor(const Orim::StageId&) override {
+         helper_->forgetStages(notifier()->chipId(), false);
+      }
+
+   private:
+      MgTableHelper* helper_;
+   };
+   mutable std::array<std::array<int16_t, kCachedStages>, kCachedDevices> stageMgTable_;
+   mutable std::array<std::unique_ptr<NorvChipStageStatus>, kCachedDevices>
+       norvChipStageStatus_;
+   std::unique_ptr<NorvStageStatus> norvStageStatus_;
 
    Norv::Ptr<const AaclStageStatus> aaclStageStatus_;
    Norv::Ptr<const Orim::HwCapabilityColl> hwCapabilityColl_;
