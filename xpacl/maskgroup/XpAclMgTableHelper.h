@@ -19,6 +19,7 @@
 #include "platform/OrimRule.h"
 #include "platform/XpXdk.h"
 #include "xdk/xpAaclMgTableMgr.h"
+#include "xpacl/XpAclExport.h"
 #include "xpacl/model/XpAclStageStatus.h"
 
 class xpAcmBankMgr;
@@ -186,12 +187,13 @@ public:
    // the pool, and the device's rules get counters again when they are written again.
    void forgetCounters(XpXdk::XpDeviceId deviceId);
    // Adds what every attached counter counted since the last read; returns 0.
-   uint32_t doUpdateAclCounters();
-   uint32_t getDeltaCounter(const Orim::ChipId& chipId, const Orim::AclId& aclId,
-                            uint32_t ruleId);
-   bool isCounterAttached(const Orim::ChipId& chipId, const Orim::AclId& aclId,
-                          uint32_t ruleId) const;
-   void doShowTblEntries(int fd, XpXdk::XpDeviceId deviceId, Orim::StageId stageId) const;
+   XPACL_EXPORT uint32_t doUpdateAclCounters();
+   XPACL_EXPORT uint32_t getDeltaCounter(const Orim::ChipId& chipId, const Orim::AclId& aclId,
+                                         uint32_t ruleId);
+   XPACL_EXPORT bool isCounterAttached(const Orim::ChipId& chipId, const Orim::AclId& aclId,
+                                       uint32_t ruleId) const;
+   XPACL_EXPORT void doShowTblEntries(int fd, XpXdk::XpDeviceId deviceId,
+                                      Orim::StageId stageId) const;
 
    static uint32_t hwIndex(const Orim::PerStageHashTableKey& key) {
       return (key.way() << kWayShift) + key.hashIndex();
@@ -242,7 +244,7 @@ private:
    Norv::LinkStack<uint16_t> freeCounterIndex_;
 };
 
-Norv::Ptr<MgTableHelper>
+XPACL_EXPORT Norv::Ptr<MgTableHelper>
 mgTableHelperFactory(Norv::Ptr<const AaclStageStatus> aaclStageStatus,
                      Norv::Ptr<const Orim::HwCapabilityColl> hwCapabilityColl);
 
