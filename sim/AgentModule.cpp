@@ -140,12 +140,15 @@ void batchBegin(Simulator& s, const Args& a) {
    a.atMost(0);
    if (s.world().batch) throw Error("'batch' inside a batch");
    s.world().batch = std::make_unique<Norv::NotificationBatch>();
+   s.world().batchLine = s.line();
 }
 
 void batchEnd(Simulator& s, const Args& a) {
    a.atMost(0);
    if (!s.world().batch) throw Error("'end' without 'batch'");
-   s.world().batch.reset();
+   // Delivery runs the driver's handlers; what they throw is reported for this line.
+   auto batch = std::move(s.world().batch);
+   batch->close();
 }
 
 void clockCmd(Simulator& s, const Args& a) {

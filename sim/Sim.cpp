@@ -130,22 +130,23 @@ void Simulator::runLine(const std::vector<std::string>& words) {
 bool Simulator::runText(const std::string& source, const std::string& text, std::ostream& err) {
    std::istringstream in(text);
    std::string line;
-   int lineNo = 0;
+   line_ = 0;
    while (std::getline(in, line)) {
-      ++lineNo;
+      ++line_;
       const auto words = split(line);
       if (words.empty()) continue;
       try {
          runLine(words);
       } catch (const std::exception& e) {
-         // Scenario input is user input: report it and stop cleanly, never abort.
+         // Scenario input is user input: report it and stop cleanly, never abort. What an open
+         // batch deferred is discarded, not delivered: the scenario stopped before its end.
+         err << source << ":" << line_ << ": " << e.what() << "\n";
          world_.batch.reset();
-         err << source << ":" << lineNo << ": " << e.what() << "\n";
          return false;
       }
    }
    if (world_.batch) {
-      err << source << ":" << lineNo << ": 'batch' without 'end'\n";
+      err << source << ":" << world_.batchLine << ": batch not closed\n";
       world_.batch.reset();
       return false;
    }

@@ -76,13 +76,15 @@ public:
 
    void printHelp();
    const std::vector<Command>& commands() const { return commands_; }
+   // The line being played, counted from 1.
+   int line() const { return line_; }
 
 private:
    void runLine(const std::vector<std::string>& words);
    std::ostream& out_;
    SimWorld world_;
    std::vector<Command> commands_;
-   int batchDepth_ = 0;
+   int line_ = 0;
 };
 
 // The scenario played when the simulator is given none.

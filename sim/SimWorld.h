@@ -22,7 +22,9 @@ struct SimWorld {
    Norv::Ptr<XpAcl::XpAclCommonSmData> commonData;
    Norv::Ptr<Orim::HwCapabilityColl> hwCapabilityColl;
    Norv::Ptr<XpAcl::CorvoOrimAclHelper> aclHelper;
+   // The open batch and the line that opened it.
    std::unique_ptr<Norv::NotificationBatch> batch;
+   int batchLine = 0;
 
    // Reactors and entities created by modules, by name; dropped in reverse order at the end,
    // as the agent drops its top-level objects.

@@ -40,7 +40,7 @@ TEST(SimInput, BadInputGivesFileLineAndAClearMessage) {
        {"lag add Port-Channel1 Port-Channel2\n",
         "t.scn:1: a LAG member must be an Ethernet port\n"},
        {"end\n", "t.scn:1: 'end' without 'batch'\n"},
-       {"batch\ndevice add 1\n", "t.scn:2: 'batch' without 'end'\n"},
+       {"echo\nbatch\ndevice add 1\n", "t.scn:2: batch not closed\n"},
        {"clock +abc\n", "t.scn:1: bad time 'abc': not a number\n"},
        {"clock 5\nclock 4\n", "t.scn:2: time 4 is in the past\n"},
        {"trace text Foo/x\n", ""}, // message text belongs to the trace parser; checked below
@@ -68,6 +68,26 @@ TEST(SimInput, BatchDefersUntilEnd) {
    // The upper layer's entity changes at once; only notifications wait for 'end'.
    EXPECT_EQ(first, std::string::npos);
    EXPECT_NE(second, std::string::npos);
+}
+
+// An error inside a batch is reported for its own line, and what the batch deferred is then
+// discarded: the driver never hears of the changes made before the error.
+TEST(SimInput, ErrorInsideABatchDiscardsIt) {
+   std::ostringstream out, err;
+   Sim::Simulator sim(out);
+   EXPECT_FALSE(sim.runText("t.scn", "device add 1\nbatch\ndevice up 1\nbogus\nend\n", err));
+   EXPECT_EQ(err.str(), "t.scn:4: unknown command 'bogus' (try 'help')\n");
+   ASSERT_TRUE(sim.runText("u.scn", "show stages 1\n", err)) << err.str();
+   EXPECT_NE(out.str().find("stage status of chip 1: none"), std::string::npos) << out.str();
+}
+
+TEST(SimInput, UnclosedBatchIsNotDelivered) {
+   std::ostringstream out, err;
+   Sim::Simulator sim(out);
+   EXPECT_FALSE(sim.runText("t.scn", "device add 1\nbatch\ndevice up 1\n", err));
+   EXPECT_EQ(err.str(), "t.scn:2: batch not closed\n");
+   ASSERT_TRUE(sim.runText("u.scn", "show stages 1\n", err)) << err.str();
+   EXPECT_NE(out.str().find("stage status of chip 1: none"), std::string::npos) << out.str();
 }
 
 std::string runBinary(const std::string& args, int* status) {
