@@ -61,6 +61,34 @@ void replaceDevInfo(SimWorld& w, const ChipInfo& c) {
    w.commonData->devInfoIs(c);
 }
 
+using DeviceState = SimWorld::DeviceState;
+
+DeviceState deviceStateOf(const SimWorld& w, XpXdk::XpDeviceId dev) {
+   const auto& coll = w.devices->deviceIdColl();
+   if (!coll.contains(dev)) return DeviceState::absent;
+   return *coll.find(dev) ? DeviceState::up : DeviceState::down;
+}
+
+const char* stateText(DeviceState st) {
+   return st == DeviceState::absent ? "absent" : st == DeviceState::up ? "up" : "down";
+}
+
+// A batch delivers one notification per device, carrying its last state. A device that ends
+// up where the batch found it after changing would reach the driver as a change that did not
+// happen, and one removed and added again as a device that never went: neither can be
+// delivered faithfully, so the scenario must close the batch between the two.
+void noteDeviceChange(SimWorld& w, XpXdk::XpDeviceId dev, DeviceState next) {
+   if (!w.batch) return;
+   const DeviceState now = deviceStateOf(w, dev);
+   const auto [it, first] = w.deviceAtBatchOpen.emplace(dev.value(), now);
+   if (!first && now != next && next == it->second) {
+      throw Error("device " + dev.text() + " was " + stateText(it->second) +
+                  " when this batch opened and changed since: the driver would get both "
+                  "changes as one notification and miss them (close the batch first)");
+   }
+   w.batchTouch("device " + std::to_string(dev.value()));
+}
+
 void deviceAdd(Simulator& s, const Args& a) {
    const auto dev = deviceArg(a, 0);
    a.atMost(1);
@@ -68,6 +96,12 @@ void deviceAdd(Simulator& s, const Args& a) {
    if (w.commonData->devInfo(devInfoKey(dev))) {
       throw Error("device " + dev.text() + " is already added");
    }
+   if (w.batchChanged("removed " + dev.text())) {
+      throw Error("device " + dev.text() +
+                  " was removed in this batch and leaves the chip model only when the batch "
+                  "is delivered (close the batch before adding it again)");
+   }
+   noteDeviceChange(w, dev, DeviceState::down);
    if (xpDeviceMgr::instance()->addDevice(dev.value(), xpDeviceProfile{}) != XP_NO_ERR) {
       throw Error("the chip model refused device " + dev.text());
    }
@@ -78,8 +112,10 @@ void deviceAdd(Simulator& s, const Args& a) {
 void deviceState(Simulator& s, const Args& a, bool up) {
    const auto dev = deviceArg(a, 0);
    a.atMost(1);
-   requireDevInfo(s.world(), dev);
-   s.world().devices->deviceIdIs(dev, up);
+   auto& w = s.world();
+   requireDevInfo(w, dev);
+   noteDeviceChange(w, dev, up ? DeviceState::up : DeviceState::down);
+   w.devices->deviceIdIs(dev, up);
 }
 
 void deviceRemove(Simulator& s, const Args& a) {
@@ -87,9 +123,20 @@ void deviceRemove(Simulator& s, const Args& a) {
    a.atMost(1);
    auto& w = s.world();
    requireDevInfo(w, dev);
+   noteDeviceChange(w, dev, DeviceState::absent);
+   w.batchTouch("removed " + dev.text());
+   // Its interfaces go with it.
+   std::vector<Plexo::IntfId> intfs;
+   for (auto it = w.commonData->intfToDevIdColl().begin(); it; ++it) {
+      if (it.value() == devInfoKey(dev)) intfs.push_back(it.key());
+   }
+   for (const auto& intf : intfs)
+      w.commonData->intfToDevIdDel(intf);
    w.devices->deviceIdDel(dev);
    w.commonData->devInfoDel(devInfoKey(dev));
-   xpDeviceMgr::instance()->removeDevice(dev.value());
+   // The driver takes its entries off the device when it hears that the device went, so the
+   // chip model keeps the device until then.
+   w.afterBatch([id = dev.value()] { xpDeviceMgr::instance()->removeDevice(id); });
 }
 
 void intfAdd(Simulator& s, const Args& a) {
@@ -139,16 +186,14 @@ void lagRemove(Simulator& s, const Args& a) {
 void batchBegin(Simulator& s, const Args& a) {
    a.atMost(0);
    if (s.world().batch) throw Error("'batch' inside a batch");
-   s.world().batch = std::make_unique<Norv::NotificationBatch>();
-   s.world().batchLine = s.line();
+   s.world().batchOpen(s.line());
 }
 
 void batchEnd(Simulator& s, const Args& a) {
    a.atMost(0);
    if (!s.world().batch) throw Error("'end' without 'batch'");
    // Delivery runs the driver's handlers; what they throw is reported for this line.
-   auto batch = std::move(s.world().batch);
-   batch->close();
+   s.world().batchClose();
 }
 
 void clockCmd(Simulator& s, const Args& a) {

@@ -93,7 +93,7 @@ Simulator::Simulator(std::ostream& out) : out_(out) {
 }
 
 Simulator::~Simulator() {
-   world_.batch.reset();
+   world_.batchDiscard();
    world_.dropAll();
 }
 
@@ -141,13 +141,13 @@ bool Simulator::runText(const std::string& source, const std::string& text, std:
          // Scenario input is user input: report it and stop cleanly, never abort. What an open
          // batch deferred is discarded, not delivered: the scenario stopped before its end.
          err << source << ":" << line_ << ": " << e.what() << "\n";
-         world_.batch.reset();
+         world_.batchDiscard();
          return false;
       }
    }
    if (world_.batch) {
       err << source << ":" << world_.batchLine << ": batch not closed\n";
-      world_.batch.reset();
+      world_.batchDiscard();
       return false;
    }
    return true;

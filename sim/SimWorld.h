@@ -1,6 +1,9 @@
 #pragma once
 
+#include <functional>
+#include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,6 +28,45 @@ struct SimWorld {
    // The open batch and the line that opened it.
    std::unique_ptr<Norv::NotificationBatch> batch;
    int batchLine = 0;
+   // What the open batch changed, for the checks whose answer depends on what the driver has
+   // heard: keys such as "device 3" or "prefix src4 3".
+   std::set<std::string> batchTouched;
+   // Each device the batch changed, with its state when the batch opened.
+   enum class DeviceState { absent, down, up };
+   std::map<unsigned, DeviceState> deviceAtBatchOpen;
+   // Changes of the chip model that must wait until the driver has heard of the batch.
+   std::vector<std::function<void()>> afterDelivery;
+
+   void batchOpen(int line) {
+      batch = std::make_unique<Norv::NotificationBatch>();
+      batchLine = line;
+   }
+   // Delivers the batch (handlers may throw), then makes the changes that waited for it.
+   void batchClose() {
+      auto open = std::move(batch);
+      auto after = std::move(afterDelivery);
+      batchForget();
+      open->close();
+      for (auto& f : after)
+         f();
+   }
+   // Drops the open batch undelivered, with the changes that waited for it.
+   void batchDiscard() {
+      batch.reset();
+      batchForget();
+   }
+   // Runs `f` now, or after the open batch has been delivered.
+   void afterBatch(std::function<void()> f) {
+      if (batch) {
+         afterDelivery.push_back(std::move(f));
+      } else {
+         f();
+      }
+   }
+   bool batchChanged(const std::string& key) const { return batch && batchTouched.count(key); }
+   void batchTouch(const std::string& key) {
+      if (batch) batchTouched.insert(key);
+   }
 
    // Reactors and entities created by modules, by name; dropped in reverse order at the end,
    // as the agent drops its top-level objects.
@@ -46,6 +88,11 @@ struct SimWorld {
    }
 
 private:
+   void batchForget() {
+      batchTouched.clear();
+      deviceAtBatchOpen.clear();
+      afterDelivery.clear();
+   }
    std::vector<std::pair<std::string, Norv::Ptr<Norv::Entity>>> held_;
 };
 

@@ -88,6 +88,13 @@ std::string chipText(const Orim::ChipId& chip) {
 }
 
 Norv::Ptr<AaclChipSeProfileConfig> requireChipConfig(Simulator& s, const Orim::ChipId& chip) {
+   // The driver keeps the chip's configuration while the device is up, as far as it has heard.
+   if (s.world().batchChanged("device " + std::to_string(chip.value()))) {
+      throw Error("device " + chip.text() +
+                  " changed in this batch, and the driver publishes " +
+                  "or withdraws its SE-profile configuration only when it hears of it (close " +
+                  "the batch first)");
+   }
    auto c =
        s.world().get<AaclSeProfileConfig>("aaclSeProfileConfig")->chipSeProfileConfig(chip);
    if (!c) throw Error(chipText(chip) + " has no stage status yet (is its device up?)");

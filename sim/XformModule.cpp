@@ -178,6 +178,10 @@ bool isV4Instance(const Instance& inst) {
    return std::string(inst.shortName).back() == '4';
 }
 
+std::string batchKey(const Instance& inst, Orim::ChipId chip) {
+   return std::string("prefix ") + inst.shortName + " " + std::to_string(chip.value());
+}
+
 Norv::Ptr<Orim::ChipIpGenPrefixConfig> chipPrefixes(Simulator& s, const Instance& inst,
                                                     Orim::ChipId chip, bool create) {
    auto cfg = s.world().get<Orim::IpGenPrefixConfig>(configKey(inst.smName));
@@ -206,6 +210,7 @@ void prefixAttempt(Simulator& s, const Args& a) {
       throw Error("an IPv4 prefix needs a label other than 0");
    }
    chipPrefixes(s, inst, chip, true)->attemptedXformIs(prefix, Orim::XformedIpPrefix{label});
+   s.world().batchTouch(batchKey(inst, chip));
 }
 
 void prefixDrop(Simulator& s, const Args& a) {
@@ -218,6 +223,7 @@ void prefixDrop(Simulator& s, const Args& a) {
       throw Error("chip " + chip.text() + " has no attempted prefix " + prefix.text());
    }
    cfg->attemptedXformDel(prefix);
+   s.world().batchTouch(batchKey(inst, chip));
 }
 
 // The driver writes only prefixes that an attempted request placed; activating anything else
@@ -225,7 +231,15 @@ void prefixDrop(Simulator& s, const Args& a) {
 template <class PrefixSet>
 void checkAllocated(Simulator& s, const Instance& inst, Orim::ChipId chip,
                     const PrefixSet& set) {
-   auto sm = s.world().get<XpAcl::PrefixXformSm>(inst.smName);
+   auto& w = s.world();
+   if (w.batchChanged(batchKey(inst, chip)) ||
+       w.batchChanged("device " + std::to_string(chip.value()))) {
+      throw Error("every active prefix needs an index from the driver, and the driver has not "
+                  "yet heard of this batch's changes to " +
+                  std::string(inst.shortName) + " on chip " + chip.text() +
+                  " (close the batch first)");
+   }
+   auto sm = w.get<XpAcl::PrefixXformSm>(inst.smName);
    auto chipSm = sm->chipPrefixConfig(chip);
    if (!sm->initialized() || !chipSm || !chipSm->initialized()) return;
    for (auto it = set.begin(); it; ++it) {
@@ -261,6 +275,7 @@ void prefixRequest(Simulator& s, const Args& a) {
    auto cfg = chipPrefixes(s, inst, chip, false);
    if (attempted) {
       cfg->attemptedRequestIdIs(id);
+      s.world().batchTouch(batchKey(inst, chip));
    } else {
       checkAllocated(s, inst, chip, cfg->activeXformColl());
       cfg->activeRequestIdIs(id);
@@ -272,6 +287,7 @@ void prefixChipRemove(Simulator& s, const Args& a) {
    const auto chip = chipArg(a, 1);
    a.atMost(2);
    chipPrefixes(s, inst, chip, false);
+   s.world().batchTouch(batchKey(inst, chip));
    s.world()
        .get<Orim::IpGenPrefixConfig>(configKey(inst.smName))
        ->chipIpGenPrefixConfigDel(chip);

@@ -6,6 +6,9 @@
 #include <fstream>
 #include <sstream>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include "sim/Sim.h"
 
 namespace {
@@ -110,6 +113,92 @@ TEST(SimBinary, MissingFileAndBadArgumentsExitNonZero) {
 }
 
 // Every scenario under tests/scenarios plays to exactly its expected output.
+// Plays `text` through the binary (an abort must not take the test down with it).
+std::string playBinary(const std::string& text, int* status) {
+   const auto path = std::filesystem::temp_directory_path() /
+                     ("simtest-" + std::to_string(::getpid()) + ".scn");
+   std::ofstream(path, std::ios::binary) << text;
+   std::string out = runBinary(path.string(), status);
+   std::filesystem::remove(path);
+   const std::string prefix = path.string() + ":";
+   for (size_t at; (at = out.find(prefix)) != std::string::npos;)
+      out.replace(at, prefix.size(), "t.scn:");
+   return out;
+}
+
+std::string lastLine(std::string s) {
+   while (!s.empty() && s.back() == '\n')
+      s.pop_back();
+   const auto nl = s.rfind('\n');
+   return nl == std::string::npos ? s : s.substr(nl + 1);
+}
+
+// What one batch changes reaches the driver as one notification per key, after the batch: the
+// simulator refuses what the driver could not follow and holds back what must wait for it.
+TEST(SimBinary, BatchesNeverFeedTheDriverWhatItCannotFollow) {
+   const std::string up = "device add 1\ndevice up 1\n";
+   const std::string flip =
+       "t.scn:5: device 1 was up when this batch opened and changed since: the driver would "
+       "get "
+       "both changes as one notification and miss them (close the batch first)";
+   const std::string readd = "t.scn:5: device 1 was removed in this batch and leaves the chip "
+                             "model only when the batch is delivered (close the batch before "
+                             "adding it again)";
+   const std::string noIndex =
+       "t.scn:6: every active prefix needs an index from the driver, and the driver has not "
+       "yet "
+       "heard of this batch's changes to src4 on chip 1 (close the batch first)";
+   const std::pair<std::string, std::string> refused[] = {
+       {up + "batch\ndevice down 1\ndevice up 1\nend\n", flip},
+       {"device add 1\nbatch\ndevice up 1\ndevice down 1\nend\n",
+        "t.scn:4: device 1 was down when this batch opened and changed since: the driver would "
+        "get both changes as one notification and miss them (close the batch first)"},
+       {up + "batch\ndevice remove 1\ndevice add 1\nend\n", readd},
+       // The guard would have read allocations the driver makes only when the batch arrives.
+       {up + "prefix attempt src4 1 10.0.0.0/8 7\nprefix request attempted src4 1 1\n" +
+            "prefix activate src4 1 2\nbatch\nprefix drop src4 1 10.0.0.0/8\n" +
+            "prefix request attempted src4 1 3\nprefix request active src4 1 4\nend\n",
+        "t.scn:9: every active prefix needs an index from the driver, and the driver has not "
+        "yet "
+        "heard of this batch's changes to src4 on chip 1 (close the batch first)"},
+       {up + "batch\nprefix attempt src4 1 10.0.0.0/8 7\nprefix request attempted src4 1 1\n" +
+            "prefix activate src4 1 2\nend\n",
+        noIndex},
+       {"device add 1\nbatch\ndevice up 1\nseprofile config 1 1 2 16 3\nend\n",
+        "t.scn:4: device 1 changed in this batch, and the driver publishes or withdraws its "
+        "SE-profile configuration only when it hears of it (close the batch first)"},
+   };
+   for (const auto& [text, expected] : refused) {
+      int status = 0;
+      const std::string out = playBinary(text, &status);
+      EXPECT_EQ(lastLine(out), expected) << text;
+      EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << text << out;
+   }
+   // Deferred, not refused: the chip model drops a removed device after the driver has taken
+   // its entries off it.
+   const std::string accepted[] = {
+       up + "l4 range src 1 80 80 1\nl4 request src 1 1\nprefix attempt src4 1 10.0.0.0/8 7\n" +
+           "prefix request attempted src4 1 1\nprefix activate src4 1 2\n" +
+           "batch\ndevice remove 1\nend\nshow common\n",
+       up + "batch\nintf add Ethernet1 1\ndevice down 1\nend\nbatch\ndevice up 1\nend\n",
+       "batch\ndevice add 1\ndevice up 1\nend\nshow stages 1\n",
+   };
+   for (const auto& text : accepted) {
+      int status = 0;
+      const std::string out = playBinary(text, &status);
+      EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << text << out;
+   }
+}
+
+// After 'device remove', nothing says an interface still lives there.
+TEST(SimInput, RemovedDeviceTakesItsInterfaces) {
+   const Outcome r = play("device add 1\ndevice add 2\nintf add Ethernet1 1\ndevice remove 1\n"
+                          "show common\nintf add Ethernet1 2\nintf remove Ethernet1\n"
+                          "intf remove Ethernet1\n");
+   EXPECT_EQ(r.out.find("Ethernet1 device 1"), std::string::npos) << r.out;
+   EXPECT_EQ(r.err, "t.scn:8: interface Ethernet1 is on no device\n");
+}
+
 TEST(SimBinary, ScenariosMatchTheirExpectedOutput) {
    namespace fs = std::filesystem;
    const fs::path dir = fs::path(XPACL_SOURCE_DIR) / "tests" / "scenarios";
