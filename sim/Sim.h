@@ -13,9 +13,17 @@
 namespace Sim {
 
 // A scenario error: reported as "file:line: message", and the run stops with a non-zero exit.
+// A NUL byte of the scenario shows as "\0" (a message is a C string).
 class Error : public std::runtime_error {
 public:
-   explicit Error(const std::string& what) : std::runtime_error(what) {}
+   explicit Error(const std::string& what) : std::runtime_error(visible(what)) {}
+
+private:
+   static std::string visible(std::string s) {
+      for (size_t at; (at = s.find('\0')) != std::string::npos;)
+         s.replace(at, 1, "\\0");
+      return s;
+   }
 };
 
 // The words of one command line, with checked conversions that name what was expected.

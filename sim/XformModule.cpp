@@ -70,6 +70,13 @@ Plexo::IpGenPrefix prefixArg(const Args& a, size_t i, bool v4) {
       throw Error("prefix '" + w + "' is not " + (v4 ? "IPv4" : "IPv6") +
                   " as the instance is");
    }
+   // The prefix keeps only the bits its length covers; an address with more set was probably
+   // meant as another prefix, or as a longer one.
+   const auto address = Plexo::IpGenPrefix::fromText(w.substr(0, w.find('/')));
+   if (address && address->addressText() != p->addressText()) {
+      throw Error("bad prefix '" + w + "': bits set beyond the length (did you mean " +
+                  p->text() + "?)");
+   }
    return *p;
 }
 

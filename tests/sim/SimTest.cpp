@@ -45,6 +45,24 @@ TEST(SimInput, BadInputGivesFileLineAndAClearMessage) {
        {"end\n", "t.scn:1: 'end' without 'batch'\n"},
        {"echo\nbatch\ndevice add 1\n", "t.scn:2: batch not closed\n"},
        {"clock +abc\n", "t.scn:1: bad time 'abc': not a number\n"},
+       {"clock nan\n", "t.scn:1: bad time 'nan': not a number\n"},
+       {"clock +inf\n", "t.scn:1: bad time 'inf': not a number\n"},
+       {"clock +infinity\n", "t.scn:1: bad time 'infinity': not a number\n"},
+       {"clock 0x1p3\n", "t.scn:1: bad time '0x1p3': not a number\n"},
+       {"clock +1e999\n", "t.scn:1: bad time '1e999': out of range\n"},
+       {"clock 1.5.\n", "t.scn:1: bad time '1.5.': not a number\n"},
+       {"device add 0\nl4 range src 0 80 80 1\nl4 request src 0 NaN\n",
+        "t.scn:3: bad request id 'NaN': not a number\n"},
+       {"device add 0\nprefix attempt src4 0 10.0.0.0/8 1\nprefix activate src4 0 -inf\n",
+        "t.scn:3: bad request id '-inf': not a number\n"},
+       {"device add 0x\n", "t.scn:1: bad device id '0x': not a number\n"},
+       {"device add +1\n", "t.scn:1: bad device id '+1': not a number\n"},
+       {"device add 0\nprefix attempt src4 0 10.1.2.3/8 1\n",
+        "t.scn:2: bad prefix '10.1.2.3/8': bits set beyond the length (did you mean "
+        "10.0.0.0/8?)\n"},
+       {"device add 0\nprefix attempt src6 0 2001:db8::1/32 1\n",
+        "t.scn:2: bad prefix '2001:db8::1/32': bits set beyond the length (did you mean "
+        "2001:db8::/32?)\n"},
        {"clock 5\nclock 4\n", "t.scn:2: time 4 is in the past\n"},
        {"trace text Foo/x\n", ""}, // message text belongs to the trace parser; checked below
    };
@@ -56,6 +74,13 @@ TEST(SimInput, BadInputGivesFileLineAndAClearMessage) {
       }
       EXPECT_EQ(r.err.rfind("t.scn:", 0), 0u) << r.err;
    }
+}
+
+// A number is the whole word: bytes after it, a NUL among them, make it no number.
+TEST(SimInput, NumberWithTrailingBytesIsRefused) {
+   using namespace std::string_literals;
+   const Outcome r = play("device add 1\0009\n"s);
+   EXPECT_EQ(r.err, "t.scn:1: bad device id '1\\09': not a number\n");
 }
 
 TEST(SimInput, StopsAtTheFirstErrorAndKeepsWhatRanBefore) {
@@ -103,11 +128,22 @@ std::string runBinary(const std::string& args, int* status) {
    return out;
 }
 
-TEST(SimBinary, MissingFileAndBadArgumentsExitNonZero) {
+TEST(SimBinary, UnreadableFilesAndBadArgumentsExitNonZero) {
    int status = 0;
    EXPECT_EQ(runBinary("/nonexistent.scn", &status),
-             "/nonexistent.scn:0: cannot open scenario file\n");
-   EXPECT_NE(status, 0);
+             "/nonexistent.scn: cannot read the scenario: No such file or directory\n");
+   EXPECT_EQ(WEXITSTATUS(status), 1);
+   EXPECT_EQ(runBinary("/tmp", &status), "/tmp: cannot read the scenario: Is a directory\n");
+   EXPECT_EQ(WEXITSTATUS(status), 1);
+   if (::geteuid() != 0) { // root reads anything
+      const auto path = std::filesystem::temp_directory_path() /
+                        ("simtest-unreadable-" + std::to_string(::getpid()) + ".scn");
+      std::ofstream(path) << "echo hi\n";
+      std::filesystem::permissions(path, std::filesystem::perms::none);
+      EXPECT_EQ(runBinary(path.string(), &status),
+                path.string() + ": cannot read the scenario: Permission denied\n");
+      std::filesystem::remove(path);
+   }
    runBinary("a b", &status);
    EXPECT_NE(status, 0);
 }
@@ -218,6 +254,14 @@ TEST(SimBinary, ScenariosMatchTheirExpectedOutput) {
       ++checked;
    }
    EXPECT_GT(checked, 0);
+}
+
+TEST(SimBinary, DashReadsTheScenarioFromStandardInput) {
+   int status = 0;
+   EXPECT_EQ(
+       runBinary("- 2>&1 < " + std::string(XPACL_SOURCE_DIR) + "/tests/sim/stdin.scn", &status),
+       "from stdin\n<stdin>:3: unknown command 'bogus' (try 'help')\n");
+   EXPECT_EQ(WEXITSTATUS(status), 1);
 }
 
 TEST(SimBinary, BuiltInScenarioRuns) {
