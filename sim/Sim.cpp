@@ -151,6 +151,12 @@ bool Simulator::runText(const std::string& source, const std::string& text, std:
       ++line_;
       const auto words = split(line);
       if (words.empty()) continue;
+      if (echo_ && words[0] != "echo") {
+         out_ << ">";
+         for (const auto& w : words)
+            out_ << " " << w;
+         out_ << "\n";
+      }
       try {
          runLine(words);
       } catch (const std::exception& e) {

@@ -86,6 +86,9 @@ public:
    const std::vector<Command>& commands() const { return commands_; }
    // The line being played, counted from 1.
    int line() const { return line_; }
+   // Print each command, after "> ", before its output (an 'echo' prints its text only), so
+   // that a transcript shows the language along with what it does.
+   void echoIs(bool on) { echo_ = on; }
 
 private:
    void runLine(const std::vector<std::string>& words);
@@ -93,6 +96,7 @@ private:
    SimWorld world_;
    std::vector<Command> commands_;
    int line_ = 0;
+   bool echo_ = false;
 };
 
 // The scenario played when the simulator is given none.

@@ -36,6 +36,8 @@ int main(int argc, char** argv) {
    }
    Sim::Simulator sim(std::cout);
    if (live) Norv::activityManager().realTimeIs(true);
+   // The built-in scenario is a newcomer's first look at the language: show each command.
+   sim.echoIs(scenario.empty());
    const bool ok = scenario.empty()
                        ? sim.runText("<built-in>", Sim::builtinScenario(), std::cerr)
                        : sim.runFile(scenario, std::cerr);

@@ -264,11 +264,27 @@ TEST(SimBinary, DashReadsTheScenarioFromStandardInput) {
    EXPECT_EQ(WEXITSTATUS(status), 1);
 }
 
-TEST(SimBinary, BuiltInScenarioRuns) {
+// The built-in scenario shows each of its commands, in order, just before what it prints.
+TEST(SimBinary, BuiltInScenarioRunsAndEchoesItsCommands) {
    int status = 0;
    const std::string out = runBinary("", &status);
    EXPECT_EQ(status, 0) << out;
    EXPECT_NE(out.find("== agent"), std::string::npos);
+   std::istringstream script(Sim::builtinScenario());
+   size_t at = 0, commands = 0;
+   for (std::string line; std::getline(script, line);) {
+      std::istringstream in(line.substr(0, line.find('#')));
+      std::string shown, w;
+      while (in >> w)
+         shown += " " + w;
+      if (shown.empty() || shown.starts_with(" echo ")) continue;
+      const auto found = out.find("\n>" + shown + "\n", at);
+      ASSERT_NE(found, std::string::npos) << "not echoed in order: " << shown;
+      at = found + 1;
+      ++commands;
+   }
+   EXPECT_GT(commands, 20u);
+   EXPECT_EQ(out.find("> echo"), std::string::npos);
 }
 
 } // namespace
