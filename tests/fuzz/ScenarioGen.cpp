@@ -61,10 +61,9 @@ std::string ScenarioGen::slotValue(const std::string& raw) {
       return oneOf(v);
    }
    if (slot == "INTF" || slot == "PORT") {
-      static const char* const v[] = {"Ethernet1",     "Ethernet2", "Ethernet3",
-                                      "Ethernet4",     "Vlan10",    "Port-Channel1",
-                                      "Port-Channel2", "Ethernet0"};
-      return oneOf(v);
+      static const char* const ports[] = {"Ethernet1", "Ethernet2", "Ethernet3", "Ethernet4"};
+      static const char* const others[] = {"Vlan10", "Port-Channel1", "Ethernet0"};
+      return chance(slot == "PORT" ? 0.95 : 0.8) ? oneOf(ports) : oneOf(others);
    }
    if (slot == "LAG") {
       static const char* const v[] = {"Port-Channel1", "Port-Channel2", "Ethernet1"};
@@ -89,6 +88,7 @@ std::string ScenarioGen::slotValue(const std::string& raw) {
       static const char* const v[] = {"0", "1", "2", "3", "7", "4095", "65535", "4294967295"};
       return oneOf(v);
    }
+   if (slot == "+S") return "+" + slotValue("S");
    if (slot == "ID" || slot == "S") {
       static const char* const good[] = {"0", "1", "2", "3", "+1", "+0.5", "2.5", "10", "+2"};
       static const char* const bad[] = {"+nan", "+inf",   "0x10",  "1e3",   "nan", "-0",
@@ -130,10 +130,15 @@ std::string ScenarioGen::line() {
    if (r < 0.06) return "device up " + slotValue("DEV");
    if (r < 0.10) return "device down " + slotValue("DEV");
    if (r < 0.12) return "device remove " + slotValue("DEV");
-   if (r < 0.14) return "device add " + slotValue("DEV");
+   if (r < 0.14) {
+      return "device add " +
+             (chance(0.8) ? std::to_string(devices_ + pick(2)) : slotValue("DEV"));
+   }
    const Shape& s = shapes_[pick(shapes_.size())];
    // Batches are opened and closed by the scenario's structure; a stray one now and then.
    if ((s.head == "batch" || s.head == "end") && chance(0.9)) return "show common";
+   if (s.head == "device add" && chance(0.9))
+      return "device add " + std::to_string(devices_ + pick(2));
    family_ = s.head;
    std::string out = s.head;
    for (const auto& slot : s.slots) {
