@@ -77,9 +77,21 @@ const char* stateText(DeviceState st) {
 // up where the batch found it after changing would reach the driver as a change that did not
 // happen, and one removed and added again as a device that never went: neither can be
 // delivered faithfully, so the scenario must close the batch between the two.
+//
+// The batch delivers each notification in the order of its key's last change, and a handler
+// reads the entities as they are at delivery. A chip's configuration changed before its device
+// in one batch would be handled first, with the device already in its new state, which the
+// driver never sees outside a batch: that order is refused too.
 void noteDeviceChange(SimWorld& w, XpXdk::XpDeviceId dev, DeviceState next) {
    if (!w.batch) return;
    const DeviceState now = deviceStateOf(w, dev);
+   if (now != DeviceState::absent && w.batchChanged("chip " + std::to_string(dev.value()))) {
+      throw Error("chip " + dev.text() +
+                  "'s configuration changed earlier in this batch, and the driver would read "
+                  "it with the device already " +
+                  (next == DeviceState::absent ? std::string("gone") : stateText(next)) +
+                  " (change the device first, or close the batch before it)");
+   }
    const auto [it, first] = w.deviceAtBatchOpen.emplace(dev.value(), now);
    if (!first && now != next && next == it->second) {
       throw Error("device " + dev.text() + " was " + stateText(it->second) +

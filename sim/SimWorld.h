@@ -29,7 +29,8 @@ struct SimWorld {
    std::unique_ptr<Norv::NotificationBatch> batch;
    int batchLine = 0;
    // What the open batch changed, for the checks whose answer depends on what the driver has
-   // heard: keys such as "device 3" or "prefix src4 3".
+   // heard: keys such as "device 3", "chip 3" (any of its configuration) or "prefix src4 3".
+   // A module whose commands change a chip's configuration touches "chip N".
    std::set<std::string> batchTouched;
    // Each device the batch changed, with its state when the batch opened.
    enum class DeviceState { absent, down, up };

@@ -98,6 +98,7 @@ Norv::Ptr<AaclChipSeProfileConfig> requireChipConfig(Simulator& s, const Orim::C
    auto c =
        s.world().get<AaclSeProfileConfig>("aaclSeProfileConfig")->chipSeProfileConfig(chip);
    if (!c) throw Error(chipText(chip) + " has no stage status yet (is its device up?)");
+   s.world().batchTouch("chip " + std::to_string(chip.value()));
    return c;
 }
 

@@ -97,6 +97,7 @@ void captureFd(Simulator& s, F&& dump) {
 
 Norv::Ptr<Orim::ChipPortRangeConfig> chipRanges(Simulator& s, const Instance& inst,
                                                 Orim::ChipId chip, bool create) {
+   s.world().batchTouch("chip " + std::to_string(chip.value()));
    auto cfg = s.world().get<Orim::PortRangeConfig>(configKey(inst.smName));
    auto chipCfg = cfg->chipPortRangeConfig(chip);
    if (!chipCfg && create) chipCfg = cfg->chipPortRangeConfigIs(chip);
@@ -191,6 +192,7 @@ std::string batchKey(const Instance& inst, Orim::ChipId chip) {
 
 Norv::Ptr<Orim::ChipIpGenPrefixConfig> chipPrefixes(Simulator& s, const Instance& inst,
                                                     Orim::ChipId chip, bool create) {
+   s.world().batchTouch("chip " + std::to_string(chip.value()));
    auto cfg = s.world().get<Orim::IpGenPrefixConfig>(configKey(inst.smName));
    auto chipCfg = cfg->chipIpGenPrefixConfig(chip);
    if (!chipCfg && create) chipCfg = cfg->chipIpGenPrefixConfigIs(chip);

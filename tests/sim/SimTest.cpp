@@ -199,6 +199,15 @@ TEST(SimBinary, BatchesNeverFeedTheDriverWhatItCannotFollow) {
        {up + "batch\nprefix attempt src4 1 10.0.0.0/8 7\nprefix request attempted src4 1 1\n" +
             "prefix activate src4 1 2\nend\n",
         noIndex},
+       // The range would be handled first, with the device already up, and then the device.
+       {up + "device down 1\nbatch\nl4 range src 1 80 80 1\ndevice up 1\nend\n",
+        "t.scn:6: chip 1's configuration changed earlier in this batch, and the driver would "
+        "read it with the device already up (change the device first, or close the batch "
+        "before it)"},
+       {"batch\ndevice add 1\nprefix attempt src4 1 10.0.0.0/8 7\ndevice up 1\nend\n",
+        "t.scn:4: chip 1's configuration changed earlier in this batch, and the driver would "
+        "read it with the device already up (change the device first, or close the batch "
+        "before it)"},
        {"device add 1\nbatch\ndevice up 1\nseprofile config 1 1 2 16 3\nend\n",
         "t.scn:4: device 1 changed in this batch, and the driver publishes or withdraws its "
         "SE-profile configuration only when it hears of it (close the batch first)"},
@@ -217,6 +226,7 @@ TEST(SimBinary, BatchesNeverFeedTheDriverWhatItCannotFollow) {
            "batch\ndevice remove 1\nend\nshow common\n",
        up + "batch\nintf add Ethernet1 1\ndevice down 1\nend\nbatch\ndevice up 1\nend\n",
        "batch\ndevice add 1\ndevice up 1\nend\nshow stages 1\n",
+       up + "device down 1\nbatch\ndevice up 1\nl4 range src 1 80 80 1\nend\n",
    };
    for (const auto& text : accepted) {
       int status = 0;
