@@ -9,7 +9,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "norv/Errors.h"
 #include "sim/Sim.h"
+#include "xdk/xpDeviceMgr.h"
 
 namespace {
 
@@ -115,6 +117,39 @@ TEST(SimInput, InterruptedOrUnclosedBatchIsDiscarded) {
       ASSERT_TRUE(sim.runText("u.scn", "show stages 1\n", err)) << err.str();
       EXPECT_NE(out.str().find("stage status of chip 1: none"), std::string::npos) << text;
    }
+}
+
+// A reactor of the library that raises one of its errors while a device notification is
+// delivered, as a handler does on a broken reinstantiation.
+class Raiser : public Norv::Reactor {
+public:
+   NORV_ENTITY("SimTest::Raiser")
+   class NorvDevices : public XpXdk::XpDeviceIdColl::NotifieeConst {
+   public:
+      using NotifieeConst::NotifieeConst;
+      void onDeviceId(const XpXdk::XpDeviceId&) override {
+         throw Norv::NameInUseError("device description in use");
+      }
+   };
+   explicit Raiser(Norv::Ptr<const XpXdk::XpDeviceIdColl> devices)
+       : notifiee_(this, std::move(devices)) {}
+
+private:
+   NorvDevices notifiee_;
+};
+
+// What the library raises while a batch is delivered is reported for the line of 'end', and
+// the changes that wait for the delivery are dropped with the rest of it.
+TEST(SimInput, LibraryErrorDuringDeliveryIsReportedForEnd) {
+   std::ostringstream out, err;
+   Sim::Simulator sim(out);
+   ASSERT_TRUE(sim.runText("t.scn", "device add 1\n", err));
+   Norv::Ptr<Raiser> raiser = new Raiser(sim.world().devices);
+   EXPECT_FALSE(sim.runText("t.scn", "batch\ndevice remove 1\n\nend\n", err));
+   EXPECT_EQ(err.str(), "t.scn:4: device description in use\n");
+   EXPECT_TRUE(xpDeviceMgr::instance()->isAdded(1)); // the driver never heard it went
+   raiser = nullptr;
+   EXPECT_FALSE(sim.runText("u.scn", "end\n", err)); // and the batch is closed
 }
 
 std::string runBinary(const std::string& args, int* status) {
