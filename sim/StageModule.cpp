@@ -102,6 +102,10 @@ Norv::Ptr<AaclChipSeProfileConfig> requireChipConfig(Simulator& s, const Orim::C
    return c;
 }
 
+std::string removedKey(const Orim::ChipId& chip, const Orim::ChipRuleListId& ruleList) {
+   return "removed rule list " + chip.text() + " " + ruleList.text();
+}
+
 void seProfileConfig(Simulator& s, const Args& a) {
    const Orim::ChipId chip = chipArg(s, a);
    const auto ruleList = ruleListArg(a, 1);
@@ -113,6 +117,13 @@ void seProfileConfig(Simulator& s, const Args& a) {
        static_cast<uint8_t>(a.number(4, "destination mask length", kMaxMaskLength)));
    mgd.aclTypeIs(a.has(5) ? static_cast<uint8_t>(a.number(5, "ACL type", 255)) : 1);
    a.atMost(6);
+   // One notification would carry the removal and the new entry: the driver would find the
+   // rule list's entry replaced under its key, which it refuses.
+   if (s.world().batchChanged(removedKey(chip, ruleList))) {
+      throw Error("rule list " + ruleList.text() + " on " + chipText(chip) +
+                  " was removed in this batch, and the driver would see its configuration "
+                  "replaced rather than removed and added (close the batch first)");
+   }
    requireChipConfig(s, chip)->configEntryIs(ruleList)->maskGroupDescriptorIs(stage, mgd);
 }
 
@@ -129,6 +140,7 @@ void seProfileRemove(Simulator& s, const Args& a) {
                   ruleList.text());
    }
    if (!oneStage) {
+      s.world().batchTouch(removedKey(chip, ruleList));
       config->configEntryDel(ruleList);
       return;
    }

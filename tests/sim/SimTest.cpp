@@ -243,6 +243,11 @@ TEST(SimBinary, BatchesNeverFeedTheDriverWhatItCannotFollow) {
         "t.scn:4: chip 1's configuration changed earlier in this batch, and the driver would "
         "read it with the device already up (change the device first, or close the batch "
         "before it)"},
+       {up + "seprofile config 1 4 2 16 3\nbatch\nseprofile remove 1 4\n" +
+            "seprofile config 1 4 2 16 3\nend\n",
+        "t.scn:6: rule list 4 on chip 1 was removed in this batch, and the driver would see "
+        "its "
+        "configuration replaced rather than removed and added (close the batch first)"},
        {"device add 1\nbatch\ndevice up 1\nseprofile config 1 1 2 16 3\nend\n",
         "t.scn:4: device 1 changed in this batch, and the driver publishes or withdraws its "
         "SE-profile configuration only when it hears of it (close the batch first)"},
