@@ -1,5 +1,6 @@
 #include "tests/fuzz/ScenarioGen.h"
 
+#include <cctype>
 #include <sstream>
 
 namespace SimFuzz {
