@@ -133,9 +133,9 @@ int main(int argc, char** argv) {
    Options o;
    if (!parse(argc, argv, o)) return 2;
    namespace fs = std::filesystem;
-   std::ostream discard(nullptr);
-   // Built once; every child starts from this state, as a fresh xpacl-sim does.
-   auto* sim = new Sim::Simulator(discard);
+   // Built once; every child starts from this state, as a fresh xpacl-sim does, and writes
+   // to standard output as it does (a child's goes to /dev/null).
+   auto* sim = new Sim::Simulator(std::cout);
    SimFuzz::ScenarioGen gen(SimFuzz::shapesOf(sim->commands()), o.seed);
    const fs::path scratch =
        fs::temp_directory_path() / ("sim-fuzz-" + std::to_string(getpid()));
