@@ -61,7 +61,7 @@ void replaceDevInfo(SimWorld& w, const ChipInfo& c) {
    w.commonData->devInfoIs(c);
 }
 
-using DeviceState = SimWorld::DeviceState;
+using DeviceState = SimBatch::DeviceState;
 
 DeviceState deviceStateOf(const SimWorld& w, XpXdk::XpDeviceId dev) {
    const auto& coll = w.devices->deviceIdColl();
@@ -73,32 +73,29 @@ const char* stateText(DeviceState st) {
    return st == DeviceState::absent ? "absent" : st == DeviceState::up ? "up" : "down";
 }
 
-// A batch delivers one notification per device, carrying its last state. A device that ends
-// up where the batch found it after changing would reach the driver as a change that did not
-// happen, and one removed and added again as a device that never went: neither can be
-// delivered faithfully, so the scenario must close the batch between the two.
-//
-// The batch delivers each notification in the order of its key's last change, and a handler
-// reads the entities as they are at delivery. A chip's configuration changed before its device
-// in one batch would be handled first, with the device already in its new state, which the
-// driver never sees outside a batch: that order is refused too.
+// A batch delivers one notification per device, carrying its last state: a device that ends up
+// where the batch found it after changing would reach the driver as a change that did not
+// happen, and one removed and added again as a device that never went. A chip's configuration
+// changed before its device in one batch would be handled first, with the device already in
+// its new state. The driver sees none of these outside a batch, so each is refused.
 void noteDeviceChange(SimWorld& w, XpXdk::XpDeviceId dev, DeviceState next) {
-   if (!w.batch) return;
+   if (!w.batch.isOpen()) return;
    const DeviceState now = deviceStateOf(w, dev);
-   if (now != DeviceState::absent && w.batchChanged("chip " + std::to_string(dev.value()))) {
+   if (now != DeviceState::absent && w.batch.changed(SimBatch::chipKey(dev.value()))) {
       throw Error("chip " + dev.text() +
                   "'s configuration changed earlier in this batch, and the driver would read "
                   "it with the device already " +
                   (next == DeviceState::absent ? std::string("gone") : stateText(next)) +
                   " (change the device first, or close the batch before it)");
    }
-   const auto [it, first] = w.deviceAtBatchOpen.emplace(dev.value(), now);
-   if (!first && now != next && next == it->second) {
-      throw Error("device " + dev.text() + " was " + stateText(it->second) +
+   bool changedBefore = false;
+   const DeviceState atOpen = w.batch.deviceAtOpen(dev.value(), now, changedBefore);
+   if (changedBefore && now != next && next == atOpen) {
+      throw Error("device " + dev.text() + " was " + stateText(atOpen) +
                   " when this batch opened and changed since: the driver would get both "
                   "changes as one notification and miss them (close the batch first)");
    }
-   w.batchTouch("device " + std::to_string(dev.value()));
+   w.batch.touch(SimBatch::deviceKey(dev.value()));
 }
 
 void deviceAdd(Simulator& s, const Args& a) {
@@ -108,7 +105,7 @@ void deviceAdd(Simulator& s, const Args& a) {
    if (w.commonData->devInfo(devInfoKey(dev))) {
       throw Error("device " + dev.text() + " is already added");
    }
-   if (w.batchChanged("removed " + dev.text())) {
+   if (w.batch.changed("removed " + SimBatch::deviceKey(dev.value()))) {
       throw Error("device " + dev.text() +
                   " was removed in this batch and leaves the chip model only when the batch "
                   "is delivered (close the batch before adding it again)");
@@ -136,7 +133,7 @@ void deviceRemove(Simulator& s, const Args& a) {
    auto& w = s.world();
    requireDevInfo(w, dev);
    noteDeviceChange(w, dev, DeviceState::absent);
-   w.batchTouch("removed " + dev.text());
+   w.batch.touch("removed " + SimBatch::deviceKey(dev.value()));
    // Its interfaces go with it.
    std::vector<Plexo::IntfId> intfs;
    for (auto it = w.commonData->intfToDevIdColl().begin(); it; ++it) {
@@ -148,7 +145,7 @@ void deviceRemove(Simulator& s, const Args& a) {
    w.commonData->devInfoDel(devInfoKey(dev));
    // The driver takes its entries off the device when it hears that the device went, so the
    // chip model keeps the device until then.
-   w.afterBatch([id = dev.value()] { xpDeviceMgr::instance()->removeDevice(id); });
+   w.batch.afterDelivery([id = dev.value()] { xpDeviceMgr::instance()->removeDevice(id); });
 }
 
 void intfAdd(Simulator& s, const Args& a) {
@@ -197,15 +194,15 @@ void lagRemove(Simulator& s, const Args& a) {
 
 void batchBegin(Simulator& s, const Args& a) {
    a.atMost(0);
-   if (s.world().batch) throw Error("'batch' inside a batch");
-   s.world().batchOpen(s.line());
+   if (s.world().batch.isOpen()) throw Error("'batch' inside a batch");
+   s.world().batch.open(s.line());
 }
 
 void batchEnd(Simulator& s, const Args& a) {
    a.atMost(0);
-   if (!s.world().batch) throw Error("'end' without 'batch'");
+   if (!s.world().batch.isOpen()) throw Error("'end' without 'batch'");
    // Delivery runs the driver's handlers; what they throw is reported for this line.
-   s.world().batchClose();
+   s.world().batch.close();
 }
 
 void clockCmd(Simulator& s, const Args& a) {

@@ -109,7 +109,7 @@ Simulator::Simulator(std::ostream& out) : out_(out) {
 }
 
 Simulator::~Simulator() {
-   world_.batchDiscard();
+   world_.batch.discard();
    world_.dropAll();
 }
 
@@ -163,13 +163,13 @@ bool Simulator::runText(const std::string& source, const std::string& text, std:
          // Scenario input is user input: report it and stop cleanly, never abort. What an open
          // batch deferred is discarded, not delivered: the scenario stopped before its end.
          err << source << ":" << line_ << ": " << e.what() << "\n";
-         world_.batchDiscard();
+         world_.batch.discard();
          return false;
       }
    }
-   if (world_.batch) {
-      err << source << ":" << world_.batchLine << ": batch not closed\n";
-      world_.batchDiscard();
+   if (world_.batch.isOpen()) {
+      err << source << ":" << world_.batch.line() << ": batch not closed\n";
+      world_.batch.discard();
       return false;
    }
    return true;

@@ -1,17 +1,14 @@
 #pragma once
 
-#include <functional>
-#include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "norv/NotificationBatch.h"
 #include "platform/CorvoOrim.h"
 #include "platform/XpSystem.h"
 #include "platform/XpXdk.h"
+#include "sim/SimBatch.h"
 #include "xpacl/agent/XpAclAgentCommon.h"
 #include "xpacl/agent/XpAclCorvoOrimAclHelper.h"
 
@@ -25,49 +22,7 @@ struct SimWorld {
    Norv::Ptr<XpAcl::XpAclCommonSmData> commonData;
    Norv::Ptr<Orim::HwCapabilityColl> hwCapabilityColl;
    Norv::Ptr<XpAcl::CorvoOrimAclHelper> aclHelper;
-   // The open batch and the line that opened it.
-   std::unique_ptr<Norv::NotificationBatch> batch;
-   int batchLine = 0;
-   // What the open batch changed, for the checks whose answer depends on what the driver has
-   // heard: keys such as "device 3", "chip 3" (any of its configuration) or "prefix src4 3".
-   // A module whose commands change a chip's configuration touches "chip N".
-   std::set<std::string> batchTouched;
-   // Each device the batch changed, with its state when the batch opened.
-   enum class DeviceState { absent, down, up };
-   std::map<unsigned, DeviceState> deviceAtBatchOpen;
-   // Changes of the chip model that must wait until the driver has heard of the batch.
-   std::vector<std::function<void()>> afterDelivery;
-
-   void batchOpen(int line) {
-      batch = std::make_unique<Norv::NotificationBatch>();
-      batchLine = line;
-   }
-   // Delivers the batch (handlers may throw), then makes the changes that waited for it.
-   void batchClose() {
-      auto open = std::move(batch);
-      auto after = std::move(afterDelivery);
-      batchForget();
-      open->close();
-      for (auto& f : after)
-         f();
-   }
-   // Drops the open batch undelivered, with the changes that waited for it.
-   void batchDiscard() {
-      batch.reset();
-      batchForget();
-   }
-   // Runs `f` now, or after the open batch has been delivered.
-   void afterBatch(std::function<void()> f) {
-      if (batch) {
-         afterDelivery.push_back(std::move(f));
-      } else {
-         f();
-      }
-   }
-   bool batchChanged(const std::string& key) const { return batch && batchTouched.count(key); }
-   void batchTouch(const std::string& key) {
-      if (batch) batchTouched.insert(key);
-   }
+   SimBatch batch;
 
    // Reactors and entities created by modules, by name; dropped in reverse order at the end,
    // as the agent drops its top-level objects.
@@ -89,11 +44,6 @@ struct SimWorld {
    }
 
 private:
-   void batchForget() {
-      batchTouched.clear();
-      deviceAtBatchOpen.clear();
-      afterDelivery.clear();
-   }
    std::vector<std::pair<std::string, Norv::Ptr<Norv::Entity>>> held_;
 };
 

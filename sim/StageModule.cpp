@@ -89,7 +89,7 @@ std::string chipText(const Orim::ChipId& chip) {
 
 Norv::Ptr<AaclChipSeProfileConfig> requireChipConfig(Simulator& s, const Orim::ChipId& chip) {
    // The driver keeps the chip's configuration while the device is up, as far as it has heard.
-   if (s.world().batchChanged("device " + std::to_string(chip.value()))) {
+   if (s.world().batch.changed(SimBatch::deviceKey(chip.value()))) {
       throw Error("device " + chip.text() +
                   " changed in this batch, and the driver publishes " +
                   "or withdraws its SE-profile configuration only when it hears of it (close " +
@@ -98,7 +98,7 @@ Norv::Ptr<AaclChipSeProfileConfig> requireChipConfig(Simulator& s, const Orim::C
    auto c =
        s.world().get<AaclSeProfileConfig>("aaclSeProfileConfig")->chipSeProfileConfig(chip);
    if (!c) throw Error(chipText(chip) + " has no stage status yet (is its device up?)");
-   s.world().batchTouch("chip " + std::to_string(chip.value()));
+   s.world().batch.touch(SimBatch::chipKey(chip.value()));
    return c;
 }
 
@@ -119,7 +119,7 @@ void seProfileConfig(Simulator& s, const Args& a) {
    a.atMost(6);
    // One notification would carry the removal and the new entry: the driver would find the
    // rule list's entry replaced under its key, which it refuses.
-   if (s.world().batchChanged(removedKey(chip, ruleList))) {
+   if (s.world().batch.changed(removedKey(chip, ruleList))) {
       throw Error("rule list " + ruleList.text() + " on " + chipText(chip) +
                   " was removed in this batch, and the driver would see its configuration "
                   "replaced rather than removed and added (close the batch first)");
@@ -140,7 +140,7 @@ void seProfileRemove(Simulator& s, const Args& a) {
                   ruleList.text());
    }
    if (!oneStage) {
-      s.world().batchTouch(removedKey(chip, ruleList));
+      s.world().batch.touch(removedKey(chip, ruleList));
       config->configEntryDel(ruleList);
       return;
    }

@@ -97,7 +97,7 @@ void captureFd(Simulator& s, F&& dump) {
 
 Norv::Ptr<Orim::ChipPortRangeConfig> chipRanges(Simulator& s, const Instance& inst,
                                                 Orim::ChipId chip, bool create) {
-   s.world().batchTouch("chip " + std::to_string(chip.value()));
+   s.world().batch.touch(SimBatch::chipKey(chip.value()));
    auto cfg = s.world().get<Orim::PortRangeConfig>(configKey(inst.smName));
    auto chipCfg = cfg->chipPortRangeConfig(chip);
    if (!chipCfg && create) chipCfg = cfg->chipPortRangeConfigIs(chip);
@@ -192,7 +192,7 @@ std::string batchKey(const Instance& inst, Orim::ChipId chip) {
 
 Norv::Ptr<Orim::ChipIpGenPrefixConfig> chipPrefixes(Simulator& s, const Instance& inst,
                                                     Orim::ChipId chip, bool create) {
-   s.world().batchTouch("chip " + std::to_string(chip.value()));
+   s.world().batch.touch(SimBatch::chipKey(chip.value()));
    auto cfg = s.world().get<Orim::IpGenPrefixConfig>(configKey(inst.smName));
    auto chipCfg = cfg->chipIpGenPrefixConfig(chip);
    if (!chipCfg && create) chipCfg = cfg->chipIpGenPrefixConfigIs(chip);
@@ -219,7 +219,7 @@ void prefixAttempt(Simulator& s, const Args& a) {
       throw Error("an IPv4 prefix needs a label other than 0");
    }
    chipPrefixes(s, inst, chip, true)->attemptedXformIs(prefix, Orim::XformedIpPrefix{label});
-   s.world().batchTouch(batchKey(inst, chip));
+   s.world().batch.touch(batchKey(inst, chip));
 }
 
 void prefixDrop(Simulator& s, const Args& a) {
@@ -232,7 +232,7 @@ void prefixDrop(Simulator& s, const Args& a) {
       throw Error("chip " + chip.text() + " has no attempted prefix " + prefix.text());
    }
    cfg->attemptedXformDel(prefix);
-   s.world().batchTouch(batchKey(inst, chip));
+   s.world().batch.touch(batchKey(inst, chip));
 }
 
 // The driver writes only prefixes that an attempted request placed; activating anything else
@@ -241,8 +241,8 @@ template <class PrefixSet>
 void checkAllocated(Simulator& s, const Instance& inst, Orim::ChipId chip,
                     const PrefixSet& set) {
    auto& w = s.world();
-   if (w.batchChanged(batchKey(inst, chip)) ||
-       w.batchChanged("device " + std::to_string(chip.value()))) {
+   if (w.batch.changed(batchKey(inst, chip)) ||
+       w.batch.changed(SimBatch::deviceKey(chip.value()))) {
       throw Error("every active prefix needs an index from the driver, and the driver has not "
                   "yet heard of this batch's changes to " +
                   std::string(inst.shortName) + " on chip " + chip.text() +
@@ -284,7 +284,7 @@ void prefixRequest(Simulator& s, const Args& a) {
    auto cfg = chipPrefixes(s, inst, chip, false);
    if (attempted) {
       cfg->attemptedRequestIdIs(id);
-      s.world().batchTouch(batchKey(inst, chip));
+      s.world().batch.touch(batchKey(inst, chip));
    } else {
       checkAllocated(s, inst, chip, cfg->activeXformColl());
       cfg->activeRequestIdIs(id);
@@ -296,7 +296,7 @@ void prefixChipRemove(Simulator& s, const Args& a) {
    const auto chip = chipArg(a, 1);
    a.atMost(2);
    chipPrefixes(s, inst, chip, false);
-   s.world().batchTouch(batchKey(inst, chip));
+   s.world().batch.touch(batchKey(inst, chip));
    s.world()
        .get<Orim::IpGenPrefixConfig>(configKey(inst.smName))
        ->chipIpGenPrefixConfigDel(chip);
