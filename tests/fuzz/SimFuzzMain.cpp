@@ -163,6 +163,7 @@ int main(int argc, char** argv) {
             perror("exec");
          });
       }
+      if ((i + 1) % 10000 == 0) std::cout << i + 1 << " scenarios played" << std::endl;
       const std::string why = verdict(r, source);
       if (why.empty()) {
          (WEXITSTATUS(r.status) == 0 ? clean : stopped)++;
