@@ -67,8 +67,8 @@ std::string ScenarioGen::slotValue(const std::string& raw) {
       return chance(slot == "PORT" ? 0.95 : 0.8) ? oneOf(ports) : oneOf(others);
    }
    if (slot == "LAG") {
-      static const char* const v[] = {"Port-Channel1", "Port-Channel2", "Ethernet1"};
-      return oneOf(v);
+      static const char* const v[] = {"Port-Channel1", "Port-Channel2"};
+      return chance(0.95) ? oneOf(v) : "Ethernet1";
    }
    if (slot == "INST") {
       // The port-range commands know two instances, the prefix commands four.
@@ -89,12 +89,12 @@ std::string ScenarioGen::slotValue(const std::string& raw) {
       static const char* const v[] = {"0", "1", "2", "3", "7", "4095", "65535", "4294967295"};
       return oneOf(v);
    }
-   if (slot == "+S") return "+" + slotValue("S");
-   if (slot == "ID" || slot == "S") {
-      static const char* const good[] = {"0", "1", "2", "3", "+1", "+0.5", "2.5", "10", "+2"};
-      static const char* const bad[] = {"+nan", "+inf",   "0x10",  "1e3",   "nan", "-0",
-                                        "+",    "1e-320", "0x1p4", "1e999", "+-1", "1_0"};
-      return chance(0.95) ? oneOf(good) : oneOf(bad);
+   if (slot == "ID" || slot == "S" || slot == "+S") {
+      static const char* const good[] = {"0", "1", "2", "3", "0.5", "2.5", "10", "1e1"};
+      static const char* const bad[] = {"nan",   "inf",   "0x10", "-0",  "",    "1e-320",
+                                        "0x1p4", "1e999", "-1",   "1_0", "1..", "infinity"};
+      const std::string v = chance(0.95) ? oneOf(good) : oneOf(bad);
+      return slot == "+S" ? "+" + v : v;
    }
    if (slot == "PREFIX") {
       static const char* const v4[] = {"10.0.0.0/8",    "10.1.0.0/16", "192.168.1.0/24",
