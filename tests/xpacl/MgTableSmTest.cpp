@@ -324,18 +324,26 @@ TEST(MgTableSmRandom, HistoryEndsWhereAColdStartBegins) {
          w.chipUp(2);
          w.start();
          std::unique_ptr<Norv::NotificationBatch> batch;
+         // A batch delivers what it deferred only when it is closed.
+         auto closeBatch = [&batch] {
+            if (batch) batch->close();
+            batch.reset();
+         };
          for (int step = 0; step < 600; ++step) {
             const uint32_t chip = 1 + pick(2);
             const uint32_t stage = pick(3);
             const uint32_t op = pick(100);
             if (op < 3) {
                // The device leaves the chip model and comes back.
-               batch.reset();
+               closeBatch();
                w.devices->deviceIdDel(XpXdk::XpDeviceId(static_cast<uint8_t>(chip)));
                xpDeviceMgr::instance()->removeDevice(static_cast<uint8_t>(chip));
                w.chipUp(static_cast<uint8_t>(chip));
             } else if (op < 6) {
-               batch = batch ? nullptr : std::make_unique<Norv::NotificationBatch>();
+               if (batch)
+                  closeBatch();
+               else
+                  batch = std::make_unique<Norv::NotificationBatch>();
             } else if (op < 8) {
                if (auto c = w.dataFlow->chipDataFlowConfig(Orim::ChipId(chip)))
                   c->stageHashTableDel(Orim::StageId(stage));
@@ -350,7 +358,7 @@ TEST(MgTableSmRandom, HistoryEndsWhereAColdStartBegins) {
                }
             }
          }
-         batch.reset();
+         closeBatch();
          history = chipImage({1, 2});
          finalState = w.dataFlow;
       }
