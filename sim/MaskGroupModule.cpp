@@ -199,6 +199,9 @@ Orim::PerStageTableEntry ruleArgs(Simulator& s, const Orim::ChipId& chip, const 
 
 Norv::Ptr<Orim::PerStageHashTable> tableOf(Simulator& s, const Orim::ChipId& chip,
                                            const Orim::StageId& stage) {
+   // The chip's configuration changes: a device change after it in the same batch would reach
+   // the driver first, which the batch refuses.
+   s.world().batch.touch(SimBatch::chipKey(chip.value()));
    return s.world()
        .get<Orim::DataFlowConfig>("dataFlowConfig")
        ->chipDataFlowConfigIs(chip)
@@ -264,6 +267,7 @@ void ruleRemove(Simulator& s, const Args& a) {
    if (!table || !table->tableColl().contains(key)) {
       throw Error("chip " + chip.text() + " has no rule at " + at(stage, key));
    }
+   s.world().batch.touch(SimBatch::chipKey(chip.value()));
    table->tableDel(key);
 }
 

@@ -239,6 +239,10 @@ TEST(SimBinary, BatchesNeverFeedTheDriverWhatItCannotFollow) {
         "t.scn:6: chip 1's configuration changed earlier in this batch, and the driver would "
         "read it with the device already up (change the device first, or close the batch "
         "before it)"},
+       {up + "device down 1\nbatch\nrule add 1 1 2 100 7 1 24 0 3 prio=5\ndevice up 1\nend\n",
+        "t.scn:6: chip 1's configuration changed earlier in this batch, and the driver would "
+        "read it with the device already up (change the device first, or close the batch "
+        "before it)"},
        {"batch\ndevice add 1\nprefix attempt src4 1 10.0.0.0/8 7\ndevice up 1\nend\n",
         "t.scn:4: chip 1's configuration changed earlier in this batch, and the driver would "
         "read it with the device already up (change the device first, or close the batch "
