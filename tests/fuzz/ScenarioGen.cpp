@@ -114,7 +114,34 @@ std::string ScenarioGen::slotValue(const std::string& raw) {
                                       "13", "16", "2", "24", "32", "128", "255"};
       return oneOf(v);
    }
-   if (slot == "TYPE") return std::to_string(pick(4));
+   if (slot == "TYPE") return std::to_string(pick(6));
+   if (slot == "WAY") {
+      static const char* const v[] = {"0", "1", "2", "3", "4", "9"};
+      return oneOf(v);
+   }
+   if (slot == "INDEX") {
+      static const char* const v[] = {"0", "5", "100", "8191", "8192", "70000"};
+      return chance(0.8) ? std::to_string(pick(8)) : oneOf(v);
+   }
+   if (slot == "LIST" || slot == "RULE" || slot == "PACKETS") {
+      static const char* const v[] = {"0", "1", "2", "3", "7", "255", "256", "100000"};
+      return oneOf(v);
+   }
+   // A rule's options: each one given now and then, with a value that is mostly sensible.
+   if (slot.find('=') != std::string::npos) {
+      std::string key = slot;
+      std::erase(key, '[');
+      std::erase(key, ']');
+      if (chance(0.7)) return "";
+      if (key.starts_with("match=")) {
+         static const char* const v[] = {"ttl", "frag", "proto", "ttl+frag+proto", "x"};
+         return key.substr(0, 6) + oneOf(v);
+      }
+      static const char* const v[] = {"0",   "1",   "3",      "on",   "off",
+                                      "in",  "out", "permit", "deny", "0x101",
+                                      "255", "256", "4095",   "8191", "x"};
+      return key + oneOf(v);
+   }
    if (slot == "SETTING") {
       static const char* const v[] = {"XpAclL4PortXformSm/0-9", "*/0-3", "Nope/x", "/",
                                       "a/1-0"};
@@ -189,6 +216,8 @@ std::string ScenarioGen::scenario() {
       if (chance(0.6)) text += "prefix attempt src6" + chip + " 2001:db8::/32 9\n";
       if (chance(0.6)) text += "prefix attempt dst6" + chip + " ::/0 0\n";
       if (up && chance(0.5)) text += "seprofile config" + chip + " 1 2 16 3\n";
+      if (chance(0.4))
+         text += "rule add" + chip + " 1 0 " + std::to_string(pick(4)) + " 1 1 24 0 1\n";
    }
    bool inBatch = false;
    for (size_t n = 3 + pick(20); n > 0; --n) {
