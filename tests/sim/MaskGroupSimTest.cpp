@@ -3,19 +3,12 @@
 #include <sstream>
 
 #include "sim/Sim.h"
+#include "tests/sim/SimPlay.h"
 
 namespace {
 
-struct Outcome {
-   bool ok;
-   std::string out, err;
-};
-
 Outcome play(const std::string& text) {
-   std::ostringstream out, err;
-   Sim::Simulator sim(out);
-   const bool ok = sim.runText("mg.scn", text, err);
-   return {ok, out.str(), err.str()};
+   return ::play(text, "mg.scn");
 }
 
 // Input the driver would abort on is refused before anything is published.

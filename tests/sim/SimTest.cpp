@@ -11,21 +11,10 @@
 
 #include "norv/Errors.h"
 #include "sim/Sim.h"
+#include "tests/sim/SimPlay.h"
 #include "xdk/xpDeviceMgr.h"
 
 namespace {
-
-struct Outcome {
-   bool ok;
-   std::string out, err;
-};
-
-Outcome play(const std::string& text) {
-   std::ostringstream out, err;
-   Sim::Simulator sim(out);
-   const bool ok = sim.runText("t.scn", text, err);
-   return {ok, out.str(), err.str()};
-}
 
 TEST(SimInput, BadInputGivesFileLineAndAClearMessage) {
    const std::pair<const char*, const char*> cases[] = {
