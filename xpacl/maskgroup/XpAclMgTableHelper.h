@@ -29,20 +29,18 @@ namespace XpAcl {
 // Counter index 0 means no counter, so indices run 1 .. kMaxCounterIndex - 1.
 inline constexpr uint32_t kMaxCounterIndex = 4096;
 
-// A collection keyed by a counter index. The indices are few and bounded, so members sit in
-// an array by index: the counter path finds them without hashing.
-template <class V, size_t N>
+// A collection keyed by a small bounded index (a counter index, an MG table id). The indices
+// are few, so members sit in an array by index: the per-rule path finds them without hashing.
+template <class V, size_t N, class K = uint16_t>
 class CounterIndexColl {
 public:
    CounterIndexColl() : slots_(N) {}
-   const V* find(uint16_t k) const {
-      return k < N && slots_[k].present ? &slots_[k].value : nullptr;
-   }
-   V* find(uint16_t k) { return k < N && slots_[k].present ? &slots_[k].value : nullptr; }
-   bool contains(uint16_t k) const { return find(k) != nullptr; }
+   const V* find(K k) const { return k < N && slots_[k].present ? &slots_[k].value : nullptr; }
+   V* find(K k) { return k < N && slots_[k].present ? &slots_[k].value : nullptr; }
+   bool contains(K k) const { return find(k) != nullptr; }
    size_t size() const { return count_; }
    // The member at k, created as v when absent; whether it was created.
-   std::pair<V*, bool> insert(uint16_t k, const V& v) {
+   std::pair<V*, bool> insert(K k, const V& v) {
       NORV_ASSERT(k < N);
       Slot& s = slots_[k];
       const bool created = !s.present;
@@ -53,7 +51,7 @@ public:
       }
       return {&s.value, created};
    }
-   bool erase(uint16_t k) {
+   bool erase(K k) {
       if (k >= N || !slots_[k].present) return false;
       slots_[k] = Slot{};
       --count_;
@@ -73,17 +71,17 @@ private:
    size_t count_ = 0;
 };
 
-// The accessors and mutators of a collection attribute kept in a CounterIndexColl.
-#define XPACL_COUNTER_INDEX_COLL(name, V)                                                      \
+// The accessors and mutators of a collection attribute kept in a CounterIndexColl of N slots.
+#define XPACL_INDEX_COLL(name, K, V, N)                                                        \
 public:                                                                                        \
-   V name(uint16_t k) const {                                                                  \
+   V name(K k) const {                                                                         \
       const V* p = name##_.find(k);                                                            \
       return p ? *p : V{};                                                                     \
    }                                                                                           \
-   void name##Is(uint16_t k, const V& v) {                                                     \
+   void name##Is(K k, const V& v) {                                                            \
       *name##_.insert(k, v).first = v;                                                         \
    }                                                                                           \
-   void name##Del(uint16_t k) {                                                                \
+   void name##Del(K k) {                                                                       \
       name##_.erase(k);                                                                        \
    }                                                                                           \
    void name##DelAll() {                                                                       \
@@ -92,12 +90,12 @@ public:                                                                         
    size_t name##Count() const {                                                                \
       return name##_.size();                                                                   \
    }                                                                                           \
-   const CounterIndexColl<V, kMaxCounterIndex>& name##Coll() const {                           \
+   const CounterIndexColl<V, N, K>& name##Coll() const {                                       \
       return name##_;                                                                          \
    }                                                                                           \
                                                                                                \
 private:                                                                                       \
-   CounterIndexColl<V, kMaxCounterIndex> name##_;
+   CounterIndexColl<V, N, K> name##_;
 
 // One counted rule on one device.
 class CounterEntryKey {
@@ -152,10 +150,10 @@ public:
    // Plain collections on the per-rule path: nothing watches them and their order plays no
    // part, so they are flat maps.
    NORV_PLAIN_COLL(counterIndex, CounterIndex, CounterEntryKey, uint16_t, Norv::FlatHashMap)
-   XPACL_COUNTER_INDEX_COLL(counterEntryKey, CounterEntryKey)
-   XPACL_COUNTER_INDEX_COLL(aclHitCount, uint32_t)
-   NORV_PLAIN_COLL(activeEntryCntAtStage, ActiveEntryCntAtStage, uint32_t, uint32_t,
-                   Norv::FlatHashMap)
+   XPACL_INDEX_COLL(counterEntryKey, uint16_t, CounterEntryKey, kMaxCounterIndex)
+   XPACL_INDEX_COLL(aclHitCount, uint16_t, uint32_t, kMaxCounterIndex)
+   // MG table ids are 8-bit, so a slot per id.
+   XPACL_INDEX_COLL(activeEntryCntAtStage, uint32_t, uint32_t, 256)
 public:
    void activeEntryCntAtStageInc(uint32_t mgTableId, uint32_t n);
    // Deletes the member when it reaches 0.
