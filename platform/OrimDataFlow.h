@@ -4,7 +4,9 @@
 #include <tuple>
 
 #include "norv/Attributes.h"
+#include "platform/Bridging.h"
 #include "platform/Orim.h"
+#include "platform/OrimBinding.h"
 #include "platform/OrimRule.h"
 
 // What the hardware-abstraction layer publishes of each chip's data flow. One
@@ -39,6 +41,10 @@ public:
    public:
       using NotifieeOf::NotifieeOf;
       NORV_ON_KEY(StageHashTable, StageId)
+      NORV_ON_KEY(ChipRuleListKeyToId, ChipRuleListIdKey)
+      NORV_ON_KEY(IntfToHwAclIndex, Plexo::IntfId)
+      NORV_ON_KEY(VlanToHwAclIndex, Bridging::VlanId)
+      NORV_ON(GlobalAclControl)
    };
    explicit ChipDataFlowConfig(const ChipId& chipId) : chipId_(chipId) {}
    const ChipId& chipId() const { return chipId_; }
@@ -46,6 +52,12 @@ public:
    auto norvCtorAttrs() const { return std::tuple<>(); }
 
    NORV_ENTITY_COLL(stageHashTable, StageHashTable, StageId, PerStageHashTable, Norv::HashMap)
+   NORV_VALUE_COLL(chipRuleListKeyToId, ChipRuleListKeyToId, ChipRuleListIdKey, ChipRuleListId,
+                   Norv::HashMap)
+   // The hardware ACL index (one byte, never 0) of each bound interface and VLAN.
+   NORV_VALUE_COLL(intfToHwAclIndex, IntfToHwAclIndex, Plexo::IntfId, uint8_t, Norv::HashMap)
+   NORV_VALUE_COLL(vlanToHwAclIndex, VlanToHwAclIndex, Bridging::VlanId, uint8_t, Norv::HashMap)
+   NORV_SCALAR(globalAclControl, GlobalAclControl, GlobalAclControl)
 
 private:
    ChipId chipId_;
