@@ -10,9 +10,9 @@ struct xpDeviceProfile {
    uint32_t ipXformEntries = 4096; // per IP transform table (one per direction)
    uint32_t mgTableEntries = 8192; // per way of each stage's mask-group table (a power of 2)
    uint32_t mgTableWays = 4;       // ways of each stage's mask-group table
-   uint32_t portConfigEntries = 65536;    // port configuration table, one entry per port number
-   uint32_t portVlanIvifEntries = 65536;  // port-VLAN ingress VIF table (hashed)
-   uint32_t egressBdEvifEntries = 65536;  // egress BD-EVIF table (hashed)
-   uint32_t numTableCopies = 1;           // copies of the port-VLAN ingress VIF table
+   uint32_t portConfigEntries = 65536;   // port configuration table, one entry per port number
+   uint32_t portVlanIvifEntries = 65536; // port-VLAN ingress VIF table (hashed)
+   uint32_t egressBdEvifEntries = 65536; // egress BD-EVIF table (hashed)
+   uint32_t numTableCopies = 1;          // copies of the port-VLAN ingress VIF table
    bool operator==(const xpDeviceProfile&) const = default;
 };
