@@ -5,15 +5,18 @@
 
 #include "norv/Clock.h"
 #include "norv/NotificationBatch.h"
+#include "platform/OrimBinding.h"
 #include "platform/OrimXform.h"
 #include "platform/Quill.h"
 #include "platform/XpSystem.h"
+#include "platform/XpVif.h"
 #include "platform/XpXdk.h"
 #include "xdk/xpDeviceMgr.h"
 #include "xdk/xpSdkInit.h"
 #include "xdk/xpStatus.h"
 #include "xpacl/agent/XpAclAgentCommon.h"
 #include "xpacl/agent/XpAclCorvoOrimAclHelper.h"
+#include "xpacl/hwaclid/XpAclHwAclIdSm.h"
 #include "xpacl/model/XpAaclDefaultProfileStageInfo.h"
 #include "xpacl/model/XpAclOrimTypes.h"
 #include "xpacl/model/XpAclProfileStageInfo.h"
@@ -35,6 +38,7 @@ auto hostApi = std::make_tuple(
     // The platform types' factories.
     &XpXdk::xpDeviceIdCollFactory, &XpSystem::systemStatusFactory, &Orim::resourceStatusFactory,
     &Orim::portRangeConfigFactory, &Orim::ipGenPrefixConfigFactory, &Quill::bitmapFactory,
+    &Orim::pDConfigFactory, &XpVif::portVlanVifStatusFactory, &XpVif::portVifStatusFactory,
     // The driver's top-level objects and the entities handed to them.
     &XpAcl::xpAclCommonSmDataFactory, &XpAcl::corvoOrimAclHelperFactory,
     &XpAcl::CorvoOrimAclHelper::hwInit, &XpAcl::aaclProfileStageInfoFactory,
@@ -44,7 +48,7 @@ auto hostApi = std::make_tuple(
     &XpAcl::aaclStageMgrSmFactory, &XpAcl::aaclLdeSeProfileMgrSmFactory,
     &XpAcl::l4PortXformSmFactory, &XpAcl::L4PortXformSm::doShowTblEntries,
     &XpAcl::prefixXformChipInfoFactory, &XpAcl::prefixXformSmFactory,
-    &XpAcl::PrefixXformSm::doShowTblEntries);
+    &XpAcl::PrefixXformSm::doShowTblEntries, &XpAcl::hwAclIdSmFactory);
 
 size_t hostApiSize() {
    return std::tuple_size_v<decltype(hostApi)>;
