@@ -55,7 +55,8 @@ public:
    };
 
    // `size` is rounded down to a multiple of `ways` (at least one entry per way).
-   explicit xpHashedTable(uint32_t size = 0, uint32_t ways = 4) { resize(size, ways); }
+   xpHashedTable() = default;
+   explicit xpHashedTable(uint32_t size, uint32_t ways = 4) { resize(size, ways); }
 
    // Empties the table and gives it a new size.
    void resize(uint32_t size, uint32_t ways = 4) {
