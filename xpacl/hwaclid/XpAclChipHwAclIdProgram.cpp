@@ -1,6 +1,7 @@
 // The programming half of ChipHwAclIdSm: the resolved bindings written into the port
 // configuration, port-VLAN ingress VIF and egress BD-EVIF tables, egress entries shared by the
 // port-VLAN pairs that resolve to them, and the reaction to LAG and VIF changes.
+#include <algorithm>
 #include <vector>
 
 #include "norv/Assert.h"
@@ -51,15 +52,20 @@ void ChipHwAclIdSm::indexPortVlan(const XpLib::PortAndVlanId& portVlan, bool pre
    }
 }
 
-std::set<uint16_t> ChipHwAclIdSm::egressVlansOf(const Plexo::IntfId& intf) const {
-   std::set<uint16_t> vlans;
+std::vector<uint16_t> ChipHwAclIdSm::egressVlansOf(const Plexo::IntfId& intf) const {
+   std::vector<uint16_t> vlans;
    auto add = [&](const Plexo::IntfId& i) {
       if (auto it = vlansOfIntf_.find(i); it != vlansOfIntf_.end()) {
-         vlans.insert(it->second.begin(), it->second.end());
+         vlans.insert(vlans.end(), it->second.begin(), it->second.end());
       }
    };
    add(intf);
-   if (const Plexo::IntfId* lag = portToLagCacheColl().find(intf)) add(*lag);
+   // A VLAN the port is on itself and through its port-channel is programmed once.
+   if (const Plexo::IntfId* lag = portToLagCacheColl().find(intf)) {
+      add(*lag);
+      std::sort(vlans.begin(), vlans.end());
+      vlans.erase(std::unique(vlans.begin(), vlans.end()), vlans.end());
+   }
    return vlans;
 }
 
@@ -205,6 +211,53 @@ void ChipHwAclIdSm::handleEgressRouteAclIdEn() {
       handleEgressRouteAclIdEn(vlan);
 }
 
+// Where the chip holds the entry of `entry`'s key, and what it holds there. The index written
+// last is tried first: reading it back costs less than a hashed lookup, and the read proves it
+// (an entry moved by a rehash, or a table emptied under the reactor, is looked up again).
+bool ChipHwAclIdSm::findIvif(const xpPortVlanIvifEntry& entry, uint32_t& index,
+                             xpPortVlanIvifEntry& held) {
+   const uint32_t key = ivifKey(entry);
+   if (auto it = ivifIndex_.find(key); it != ivifIndex_.end()) {
+      if (XP_SDK_LOOKUP(portVlanIvifMgr()->readEntry(chipId().value(), 0, it->second, &held)) ==
+              XP_NO_ERR &&
+          ivifKey(held) == key) {
+         index = it->second;
+         return true;
+      }
+      ivifIndex_.erase(it);
+   }
+   if (XP_SDK_LOOKUP(portVlanIvifMgr()->lookup(chipId().value(), &entry, index, 0)) ==
+       XP_ERR_KEY_NOT_FOUND) {
+      return false;
+   }
+   XP_SDK_CALL(portVlanIvifMgr()->readEntry(chipId().value(), 0, index, &held));
+   ivifIndex_[key] = index;
+   return true;
+}
+
+bool ChipHwAclIdSm::findEvif(xpEgressBdEvifEntry& entry, uint32_t& index) {
+   const uint32_t key = evifKey(entry);
+   const xpEgressBdEvifData want = entry.data;
+   if (auto it = evifIndex_.find(key); it != evifIndex_.end()) {
+      if (XP_SDK_LOOKUP(egressBdEvifMgr()->readEntry(chipId().value(), it->second, &entry)) ==
+              XP_NO_ERR &&
+          evifKey(entry) == key) {
+         index = it->second;
+         return true;
+      }
+      evifIndex_.erase(it);
+   }
+   entry.key = {static_cast<uint16_t>(key >> 16), static_cast<uint16_t>(key)};
+   entry.data = want;
+   if (XP_SDK_LOOKUP(egressBdEvifMgr()->lookup(chipId().value(), &entry, index)) ==
+       XP_ERR_KEY_NOT_FOUND) {
+      return false;
+   }
+   XP_SDK_CALL(egressBdEvifMgr()->readEntry(chipId().value(), index, &entry));
+   evifIndex_[key] = index;
+   return true;
+}
+
 void ChipHwAclIdSm::programIngressPAcl(const Plexo::IntfId& intf) {
    const AclIdEn binding = chipHwAclIdMap_->ingressPortAclIdEn(intf);
    const uint16_t portId = chipPort(intf);
@@ -229,17 +282,18 @@ void ChipHwAclIdSm::programIngressRAcl(uint16_t vlan, const Plexo::IntfId& port)
        chipPortVlanVifStatus_ && chipPortVlanVifStatus_->portVlanToVifMapColl().contains(
                                      XpLib::PortAndVlanId(port, vlan));
    uint32_t index = 0;
+   xpPortVlanIvifEntry held;
    if (hasVif && !binding.isZero()) {
       entry.data.routeAclId = programmedId(binding);
       entry.data.routeAclEn = enBits(binding);
-      if (XP_SDK_LOOKUP(portVlanIvifMgr()->lookup(chipId().value(), &entry, index, 0)) ==
-          XP_ERR_KEY_NOT_FOUND) {
+      if (!findIvif(entry, index, held)) {
          NORV_TRACE(8, "add vlanId {} port {} routeAclId {} routeAclEn {}", vlan, port,
                     entry.data.routeAclId, entry.data.routeAclEn);
          xpsHashIndexList indexList;
          XP_SDK_CALL(portVlanIvifMgr()->addEntry(chipId().value(), 0, &entry, &indexList));
          if (indexList.size > 1) NORV_TRACE(8, "Rehashing occurred! {}", indexList.size);
-      } else {
+         ivifIndex_[ivifKey(entry)] = indexList.index[0];
+      } else if (!(held.data == entry.data)) {
          NORV_TRACE(8, "updating vlanId {} port {} routeAclId {} routeAclEn {}", vlan, port,
                     entry.data.routeAclId, entry.data.routeAclEn);
          XP_SDK_CALL(portVlanIvifMgr()->writeEntry(chipId().value(), 0, index, &entry));
@@ -247,13 +301,13 @@ void ChipHwAclIdSm::programIngressRAcl(uint16_t vlan, const Plexo::IntfId& port)
       return;
    }
    NORV_TRACE(8, "disable vlanId {} port {}", vlan, port);
-   if (XP_SDK_LOOKUP(portVlanIvifMgr()->lookup(chipId().value(), &entry, index, 0)) ==
-       XP_ERR_KEY_NOT_FOUND) {
+   if (!findIvif(entry, index, held)) {
       NORV_TRACE(8, "entry not present for removal vlanId {} port {}", vlan, port);
       return;
    }
    NORV_TRACE(8, "remove vlanId {} port {} index {}", vlan, port, index);
    XP_SDK_CALL(portVlanIvifMgr()->removeEntry(chipId().value(), index));
+   ivifIndex_.erase(ivifKey(entry));
 }
 
 void ChipHwAclIdSm::leaveEgressEntry(const XpLib::PortAndVlanId& pair,
@@ -273,12 +327,12 @@ void ChipHwAclIdSm::leaveEgressEntry(const XpLib::PortAndVlanId& pair,
    entry.key.vif = key.vif();
    entry.key.vlanId = key.vlanId();
    uint32_t index = 0;
-   if (XP_SDK_LOOKUP(egressBdEvifMgr()->lookup(chipId().value(), &entry, index)) ==
-       XP_ERR_KEY_NOT_FOUND) {
+   if (!findEvif(entry, index)) {
       NORV_TRACE(8, "removing egress vlanId {} vif {} for an entry not present", key.vlanId(),
                  key.vif());
       return;
    }
+   evifIndex_.erase(evifKey(entry));
    if (stale) {
       NORV_TRACE(8, "removing stale egress vlanId {} vif {} index {}", key.vlanId(), key.vif(),
                  index);
@@ -320,22 +374,24 @@ void ChipHwAclIdSm::programEgressBdEvif(uint16_t vlan, const Plexo::IntfId& intf
       return;
    }
    const XpLib::PortVlanIvifTableKey key(vif->value(), vlan);
-   egressVifVlanInfoIs(key)->portVlanIs(pair, true);
-   egressPortVlanToVifMapIs(pair, *vif);
+   // A pair already on this key is in its set and in the map.
+   if (!hadVif || oldKey != key) {
+      egressVifVlanInfoIs(key)->portVlanIs(pair, true);
+      egressPortVlanToVifMapIs(pair, *vif);
+   }
    xpEgressBdEvifEntry entry;
    entry.key.vif = key.vif();
    entry.key.vlanId = vlan;
    uint32_t index = 0;
-   if (XP_SDK_LOOKUP(egressBdEvifMgr()->lookup(chipId().value(), &entry, index)) ==
-       XP_ERR_KEY_NOT_FOUND) {
+   if (!findEvif(entry, index)) {
       entry.data.acl = xpEgressBdEvifData::pack(programmedId(p), p.v4En(), p.v6En(),
                                                 programmedId(r), r.v4En(), r.v6En());
       NORV_TRACE(8, "adding egress vlanId {} vif {} acl {}", vlan, key.vif(), entry.data.acl);
       xpsHashIndexList indexList;
       XP_SDK_CALL(egressBdEvifMgr()->addEntry(chipId().value(), &entry, &indexList));
       if (indexList.size > 1) NORV_TRACE(8, "Rehashing occurred! {}", indexList.size);
+      evifIndex_[evifKey(entry)] = indexList.index[0];
    } else {
-      XP_SDK_CALL(egressBdEvifMgr()->readEntry(chipId().value(), index, &entry));
       const uint32_t acl = xpEgressBdEvifData::pack(programmedId(p), p.v4En(), p.v6En(),
                                                     programmedId(r), r.v4En(), r.v6En());
       if (entry.data.acl != acl) {

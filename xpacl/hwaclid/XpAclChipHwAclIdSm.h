@@ -10,6 +10,8 @@
 #include <memory>
 #include <set>
 #include <tuple>
+#include <unordered_map>
+#include <vector>
 
 #include "norv/Attributes.h"
 #include "norv/Reactor.h"
@@ -21,9 +23,10 @@
 #include "xpacl/hwaclid/XpAclHwAclIdMap.h"
 #include "xpacl/model/XpAclBlockedColl.h"
 
+#include "xdk/xpEgressBdEvifMgr.h"
+#include "xdk/xpPortVlanIvifMgr.h"
+
 class xpPortConfigMgr;
-class xpPortVlanIvifMgr;
-class xpEgressBdEvifMgr;
 
 namespace XpAcl {
 
@@ -192,13 +195,24 @@ private:
    void indexPortVlan(const XpLib::PortAndVlanId& portVlan, bool present);
    // The VLANs whose egress entries an interface takes part in: its own pairs', and those of
    // the port-channel it is programmed as a member of.
-   std::set<uint16_t> egressVlansOf(const Plexo::IntfId& intf) const;
+   std::vector<uint16_t> egressVlansOf(const Plexo::IntfId& intf) const;
    // The ports programmed on a VLAN's egress entries: the interfaces of its pairs, with the
    // programmed members of each port-channel among them.
    std::set<Plexo::IntfId> egressPortsOf(uint16_t vlan) const;
    // Leaves the egress entry of `key`: the last pair to leave removes it from the chip.
    void leaveEgressEntry(const XpLib::PortAndVlanId& pair,
                          const XpLib::PortVlanIvifTableKey& key, bool stale);
+
+   // The chip entry of a key, found from the index written last, with what the chip holds in
+   // it (`held`; the egress entry itself).
+   bool findIvif(const xpPortVlanIvifEntry& entry, uint32_t& index, xpPortVlanIvifEntry& held);
+   bool findEvif(xpEgressBdEvifEntry& entry, uint32_t& index);
+   static uint32_t ivifKey(const xpPortVlanIvifEntry& e) {
+      return uint32_t{e.key.port} << 16 | e.key.vlanId;
+   }
+   static uint32_t evifKey(const xpEgressBdEvifEntry& e) {
+      return uint32_t{e.key.vif} << 16 | e.key.vlanId;
+   }
 
    Orim::ChipId chipId_;
    Norv::Ptr<const Orim::ChipDataFlowConfig> chipDataFlowConfig_;
@@ -215,6 +229,8 @@ private:
    std::map<Plexo::IntfId, std::set<uint16_t>> vlansOfIntf_;
    std::map<uint16_t, std::set<Plexo::IntfId>> intfsOfVlan_;
    std::map<Plexo::IntfId, std::set<Plexo::IntfId>> lagMembers_;
+   std::unordered_map<uint32_t, uint32_t> ivifIndex_;
+   std::unordered_map<uint32_t, uint32_t> evifIndex_;
    std::unique_ptr<NorvChipDataFlowConfig> norvChipDataFlowConfig_;
    std::unique_ptr<NorvXpcsd> norvXpcsd_;
    std::unique_ptr<NorvChipAaclBlockedIntfColl> norvChipAaclBlockedIntfColl_;
