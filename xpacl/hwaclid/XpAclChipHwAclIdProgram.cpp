@@ -26,6 +26,14 @@ uint8_t programmedId(const AclIdEn& b) {
    return b.blocked() ? 0 : b.aclId();
 }
 
+uint32_t ivifKey(const xpPortVlanIvifEntry& e) {
+   return uint32_t{e.key.port} << 16 | e.key.vlanId;
+}
+
+uint32_t evifKey(const xpEgressBdEvifEntry& e) {
+   return uint32_t{e.key.vif} << 16 | e.key.vlanId;
+}
+
 } // namespace
 
 uint16_t ChipHwAclIdSm::chipPort(const Plexo::IntfId& intf) const {

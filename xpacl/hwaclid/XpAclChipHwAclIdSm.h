@@ -23,10 +23,11 @@
 #include "xpacl/hwaclid/XpAclHwAclIdMap.h"
 #include "xpacl/model/XpAclBlockedColl.h"
 
-#include "xdk/xpEgressBdEvifMgr.h"
-#include "xdk/xpPortVlanIvifMgr.h"
-
 class xpPortConfigMgr;
+class xpPortVlanIvifMgr;
+class xpEgressBdEvifMgr;
+struct xpPortVlanIvifEntry;
+struct xpEgressBdEvifEntry;
 
 namespace XpAcl {
 
@@ -207,12 +208,6 @@ private:
    // it (`held`; the egress entry itself).
    bool findIvif(const xpPortVlanIvifEntry& entry, uint32_t& index, xpPortVlanIvifEntry& held);
    bool findEvif(xpEgressBdEvifEntry& entry, uint32_t& index);
-   static uint32_t ivifKey(const xpPortVlanIvifEntry& e) {
-      return uint32_t{e.key.port} << 16 | e.key.vlanId;
-   }
-   static uint32_t evifKey(const xpEgressBdEvifEntry& e) {
-      return uint32_t{e.key.vif} << 16 | e.key.vlanId;
-   }
 
    Orim::ChipId chipId_;
    Norv::Ptr<const Orim::ChipDataFlowConfig> chipDataFlowConfig_;
