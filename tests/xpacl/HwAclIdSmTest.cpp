@@ -4,6 +4,7 @@
 
 #include "norv/Errors.h"
 #include "tests/xpacl/HwAclTestWorld.h"
+#include "tests/xpacl/MgTestWorld.h"
 
 using namespace XpAclTest;
 using XpAcl::AclIdEn;
@@ -253,6 +254,39 @@ TEST_F(HwAclIdSmDeathTest, ARefusedWriteNamesTheCallAndAborts) {
                 "\\(\\(portCfgMgr\\(\\)->writeEntry\\(chipId\\(\\).value\\(\\), portId, "
                 "&portCfgEntry\\)\\)\\) API ERROR 6");
    portModel()->clearInjectedStatus();
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(HwAclIdSmTest, TracesNameWhatEachStepDid) {
+   TraceCapture trace("XpAclHwAclIdSm");
+   w.vif(eth(1), 10, 500);
+   w.vif(eth(2), 10, 500);
+   w.allRuleLists(0, kIdx);
+   w.cfg(0)->intfToHwAclIndexIs(eth(1), 3);
+   w.cfg(0)->vlanToHwAclIndexIs(Bridging::VlanId(10), kIdx);
+   w.block(eth(1), true);
+   w.vifDel(eth(1), 10);
+   w.cfg(0)->intfToHwAclIndexDel(eth(1));
+   w.xpcsd->portToLagIs(eth(2), lagIntf(1));
+   w.vif(lagIntf(1), 10, 600);
+   w.xpcsd->portToLagDel(eth(2));
+   w.block(eth(9), true);
+   const std::string text = trace.text();
+   for (const char* line :
+        {"ChipHwAclIdSm::setPortAclIdEn intf Ethernet1", "2nd level mapping unavailable",
+         "blocking intf for both v4 and v6 Ethernet1", "adding map intf Ethernet1 hwAclIndex 3",
+         "removing map intf Ethernet1 hwAclIndex 3", "removing hai 3",
+         "add vlanId 10 port Ethernet1",
+         "not removing egress vlanId 10 vif 500 due to vlanVif entry still used by others",
+         "old member deleted", "Ignoring port-channel interface Port-Channel1",
+         "port channel intf Port-Channel1", "member intf Ethernet2",
+         "not present in system status Ethernet9",
+         "programIngressPAcl chip 0 intf Ethernet1"}) {
+      EXPECT_NE(text.find(line), std::string::npos) << line << "\n" << text;
+   }
 }
 
 } // namespace
