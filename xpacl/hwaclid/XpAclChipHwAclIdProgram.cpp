@@ -5,14 +5,17 @@
 #include <vector>
 
 #include "norv/Assert.h"
+#include "norv/Trace.h"
 #include "xdk/xpEgressBdEvifMgr.h"
 #include "xdk/xpPortConfigMgr.h"
 #include "xdk/xpPortVlanIvifMgr.h"
 #include "xpacl/hwaclid/XpAclChipHwAclIdSm.h"
-#include "xpacl/hwaclid/XpAclHwAclIdTrace.h"
 #include "xpacl/sdk/XpXdkApiMacros.h"
 
 namespace XpAcl {
+
+// The hardware ACL ID reactors share one trace handle, defined with the top reactor.
+extern ::Norv::TraceHandle norvTraceHandle_;
 
 namespace {
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "norv/Assert.h"
+#include "norv/Trace.h"
 #include "platform/Corvo.h"
 #include "xdk/xpAclPl.h"
 #include "xdk/xpEgressBdEvifMgr.h"
@@ -11,9 +12,11 @@
 #include "xdk/xpPortConfigMgr.h"
 #include "xdk/xpPortVlanIvifMgr.h"
 #include "xpacl/hwaclid/XpAclChipHwAclIdSm.h"
-#include "xpacl/hwaclid/XpAclHwAclIdTrace.h"
 
 namespace XpAcl {
+
+// The hardware ACL ID reactors share one trace handle, defined with the top reactor.
+extern ::Norv::TraceHandle norvTraceHandle_;
 
 namespace {
 

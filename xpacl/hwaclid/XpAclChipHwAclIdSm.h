@@ -31,7 +31,7 @@ struct xpEgressBdEvifEntry;
 
 namespace XpAcl {
 
-class XPACL_EXPORT ChipHwAclIdSm : public Norv::Reactor {
+class ChipHwAclIdSm : public Norv::Reactor {
 public:
    NORV_ENTITY("XpAcl::ChipHwAclIdSm")
    class NotifieeConst : public Norv::NotifieeOf<ChipHwAclIdSm> {
@@ -234,7 +234,7 @@ private:
    std::unique_ptr<NorvChipHwAclIdMap> norvChipHwAclIdMap_;
 };
 
-XPACL_EXPORT Norv::Ptr<ChipHwAclIdSm>
+Norv::Ptr<ChipHwAclIdSm>
 chipHwAclIdSmFactory(const Orim::ChipId& chipId,
                      Norv::Ptr<const Orim::ChipDataFlowConfig> chipDataFlowConfig,
                      Norv::Ptr<const XpVif::PortVifStatus> portVifStatus,

@@ -50,7 +50,7 @@ private:                                                                        
    bool name##_ = false;
 
 // Which direction, ACL kind (port or routed) and IP version has a rule list at one index.
-class XPACL_EXPORT AllAclVerEn : public Norv::Entity {
+class AllAclVerEn : public Norv::Entity {
 public:
    NORV_ENTITY("XpAcl::AllAclVerEn")
    bool any() const {
@@ -72,7 +72,7 @@ public:
 
 // One chip's bindings. Setting a member to what it holds notifies nothing; an all-zero
 // binding is deleted rather than stored, by the code that resolves it.
-class XPACL_EXPORT ChipHwAclIdMap : public Norv::Entity {
+class ChipHwAclIdMap : public Norv::Entity {
 public:
    NORV_ENTITY("XpAcl::ChipHwAclIdMap")
    class NotifieeConst : public Norv::NotifieeOf<ChipHwAclIdMap> {
@@ -95,7 +95,7 @@ public:
 };
 
 // The users of one hardware ACL index on a chip, and its rule lists' enables.
-class XPACL_EXPORT HwAclIndexInfo : public Norv::Entity {
+class HwAclIndexInfo : public Norv::Entity {
 public:
    NORV_ENTITY("XpAcl::HwAclIndexInfo")
    class NotifieeConst : public Norv::NotifieeOf<HwAclIndexInfo> {
@@ -128,7 +128,7 @@ private:
 };
 
 // The port-VLAN pairs that share one egress BD-EVIF entry: the entry's reference count.
-class XPACL_EXPORT EgressVifVlanInfo : public Norv::Entity {
+class EgressVifVlanInfo : public Norv::Entity {
 public:
    NORV_ENTITY("XpAcl::EgressVifVlanInfo")
    class NotifieeConst : public Norv::NotifieeOf<EgressVifVlanInfo> {

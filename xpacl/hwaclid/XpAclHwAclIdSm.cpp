@@ -4,11 +4,13 @@
 #include <vector>
 
 #include "norv/Assert.h"
+#include "norv/Trace.h"
 #include "platform/XpXdk.h"
-#include "xpacl/hwaclid/XpAclHwAclIdTrace.h"
 
 namespace XpAcl {
 
+// One trace handle for every file of the hardware ACL ID reactors.
+extern ::Norv::TraceHandle norvTraceHandle_;
 ::Norv::TraceHandle norvTraceHandle_("XpAclHwAclIdSm");
 
 HwAclIdSm::HwAclIdSm(Norv::Ptr<const Orim::DataFlowConfig> dataFlowConfig,

@@ -20,7 +20,7 @@
 
 namespace XpAcl {
 
-class XPACL_EXPORT HwAclIdSm : public Norv::Reactor {
+class HwAclIdSm : public Norv::Reactor {
 public:
    NORV_ENTITY("XpAcl::HwAclIdSm")
    NORV_FORWARDING_NOTIFIEE(NorvDataFlowConfig, Orim::DataFlowConfig, HwAclIdSm,
