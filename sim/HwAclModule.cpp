@@ -23,6 +23,40 @@ using namespace XpAcl;
 
 constexpr uint64_t kMaxChip = 63;
 
+// The chip reactor of a device that leaves the chip model would write to tables that are gone;
+// the agent switches its notifications off until the device is back, and then has it resolve
+// and write everything again into the device's fresh tables.
+class DeviceWatch : public Norv::Reactor {
+public:
+   NORV_ENTITY("Sim::HwAclDeviceWatch")
+   NORV_FORWARDING_NOTIFIEE(NorvDevices, XpXdk::XpDeviceIdColl, DeviceWatch, DeviceId,
+                            XpXdk::XpDeviceId, handleDevice)
+
+   DeviceWatch(Norv::Ptr<const XpXdk::XpDeviceIdColl> devices, Norv::Ptr<HwAclIdSm> sm)
+       : devices_(devices), sm_(std::move(sm)), notifiee_(this, std::move(devices)) {}
+   void handleDevice(const XpXdk::XpDeviceId& dev) {
+      auto chip = sm_->chipHwAclIdSm(XpXdk::chipIdOf(dev));
+      if (!chip) return;
+      const bool present = devices_->deviceIdColl().contains(dev);
+      if (present == chip->hasNotificationActive()) return;
+      chip->hasNotificationActiveIs(present);
+      if (!present) return;
+      chip->doApplyConfig();
+      chip->handlePortToLag();
+      chip->handlePortVlan();
+      chip->handleIngressPortAclIdEn();
+      chip->handleEgressPortAclIdEn();
+      chip->handleIngressRouteAclIdEn();
+      chip->handleEgressRouteAclIdEn();
+   }
+   void handleDevice() {}
+
+private:
+   Norv::Ptr<const XpXdk::XpDeviceIdColl> devices_;
+   Norv::Ptr<HwAclIdSm> sm_;
+   NorvDevices notifiee_;
+};
+
 Norv::Ptr<HwAclIdSm> hwAclIdSm(Simulator& s) {
    return s.world().get<HwAclIdSm>("hwAclIdSm");
 }
@@ -174,6 +208,11 @@ void hwaclVif(Simulator& s, const Args& a, bool add) {
    const auto vif = add ? static_cast<uint16_t>(a.number(2, "VIF", 65535)) : 0;
    a.atMost(add ? 3 : 2);
    if (intf.isVlanIntf()) throw Error("a VIF belongs to a port or a port-channel, not a VLAN");
+   // A port-channel's entry is split to the chips of its members when it is delivered, so its
+   // members must be known then: not after a batch that may still take them away.
+   if (intf.isPortChannel() && s.world().batch) {
+      throw Error("a port-channel's VIF cannot change inside a batch");
+   }
    if (intf.isPortChannel() && !hasMembers(s, intf)) {
       throw Error(intf.text() + " has no member to carry its VIF (use 'lag add')");
    }
@@ -334,7 +373,9 @@ void start(Simulator& s) {
    auto pv = w.hold("portVlanVifStatus", XpVif::portVlanVifStatusFactory("portVlanVifStatus"));
    auto p = w.hold("portVifStatus", XpVif::portVifStatusFactory("portVifStatus"));
    auto pd = w.hold("pDConfig", Orim::pDConfigFactory("pDConfig"));
-   w.hold("hwAclIdSm", hwAclIdSmFactory(flow, pv, p, w.systemStatus, pd, w.commonData));
+   auto sm =
+       w.hold("hwAclIdSm", hwAclIdSmFactory(flow, pv, p, w.systemStatus, pd, w.commonData));
+   w.hold("hwAclDeviceWatch", Norv::Ptr<DeviceWatch>(new DeviceWatch(w.devices, sm)));
 
    s.addCommand({"hwacl", "port", "INTF NUMBER",
                  "the chip port number (port VIF) of an interface", hwaclPort});

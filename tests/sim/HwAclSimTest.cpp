@@ -40,9 +40,27 @@ TEST(HwAclSim, BadInputIsAScenarioErrorNotAnAbort) {
         "t.scn:4: interface Ethernet9 is on no device (use 'intf add')\n"},
        {"show hwacl 0\n", "t.scn:4: chip 0 has no hardware ACL configuration\n"},
        {"show ivif 5\n", "t.scn:4: unknown chip 5: no such device (use 'device add')\n"},
+       {"lag add Ethernet1 Port-Channel2\nbatch\nhwacl vif Port-Channel2 10 5\n",
+        "t.scn:6: a port-channel's VIF cannot change inside a batch\n"},
    };
    for (const auto& [line, want] : cases)
       EXPECT_EQ(firstError(setUp + line), want) << line;
+}
+
+TEST(HwAclSim, ARemovedDeviceIsNotWrittenUntilItIsBack) {
+   std::ostringstream out, err;
+   Sim::Simulator sim(out);
+   ASSERT_TRUE(
+       sim.runText("t.scn",
+                   "device add 0\ndevice up 0\nintf add Ethernet1 0\n"
+                   "hwacl port Ethernet1 7\nhwacl key 0 3 in 3 on\n"
+                   "hwacl bind 0 Ethernet1 3\ndevice remove 0\nhwacl block Ethernet1 on\n"
+                   "lag add Ethernet1 Port-Channel1\ndevice add 0\n"
+                   "hwacl block Ethernet1 off\nshow port-acl 0\n",
+                   err))
+       << err.str();
+   EXPECT_EQ(out.str(),
+             "port ACL entries of chip 0\n  port 7 PAclId 3 v4 off v6 on\n  1 set\n");
 }
 
 TEST(HwAclSim, ABindingReachesThePortTable) {
