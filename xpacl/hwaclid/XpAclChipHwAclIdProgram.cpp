@@ -29,6 +29,11 @@ uint8_t programmedId(const AclIdEn& b) {
    return b.blocked() ? 0 : b.aclId();
 }
 
+// Records where the chip holds a key's entry.
+void remember(Norv::FlatHashMap<uint32_t, uint32_t>& indexOf, uint32_t key, uint32_t index) {
+   *indexOf.insert(key, index).first = index;
+}
+
 uint32_t ivifKey(const xpPortVlanIvifEntry& e) {
    return uint32_t{e.key.port} << 16 | e.key.vlanId;
 }
@@ -228,35 +233,35 @@ void ChipHwAclIdSm::handleEgressRouteAclIdEn() {
 bool ChipHwAclIdSm::findIvif(const xpPortVlanIvifEntry& entry, uint32_t& index,
                              xpPortVlanIvifEntry& held) {
    const uint32_t key = ivifKey(entry);
-   if (auto it = ivifIndex_.find(key); it != ivifIndex_.end()) {
-      if (XP_SDK_LOOKUP(portVlanIvifMgr()->readEntry(chipId().value(), 0, it->second, &held)) ==
+   if (const uint32_t* at = ivifIndex_.find(key)) {
+      if (XP_SDK_LOOKUP(portVlanIvifMgr()->readEntry(chipId().value(), 0, *at, &held)) ==
               XP_NO_ERR &&
           ivifKey(held) == key) {
-         index = it->second;
+         index = *at;
          return true;
       }
-      ivifIndex_.erase(it);
+      ivifIndex_.erase(key);
    }
    if (XP_SDK_LOOKUP(portVlanIvifMgr()->lookup(chipId().value(), &entry, index, 0)) ==
        XP_ERR_KEY_NOT_FOUND) {
       return false;
    }
    XP_SDK_CALL(portVlanIvifMgr()->readEntry(chipId().value(), 0, index, &held));
-   ivifIndex_[key] = index;
+   remember(ivifIndex_, key, index);
    return true;
 }
 
 bool ChipHwAclIdSm::findEvif(xpEgressBdEvifEntry& entry, uint32_t& index) {
    const uint32_t key = evifKey(entry);
    const xpEgressBdEvifData want = entry.data;
-   if (auto it = evifIndex_.find(key); it != evifIndex_.end()) {
-      if (XP_SDK_LOOKUP(egressBdEvifMgr()->readEntry(chipId().value(), it->second, &entry)) ==
+   if (const uint32_t* at = evifIndex_.find(key)) {
+      if (XP_SDK_LOOKUP(egressBdEvifMgr()->readEntry(chipId().value(), *at, &entry)) ==
               XP_NO_ERR &&
           evifKey(entry) == key) {
-         index = it->second;
+         index = *at;
          return true;
       }
-      evifIndex_.erase(it);
+      evifIndex_.erase(key);
    }
    entry.key = {static_cast<uint16_t>(key >> 16), static_cast<uint16_t>(key)};
    entry.data = want;
@@ -265,7 +270,7 @@ bool ChipHwAclIdSm::findEvif(xpEgressBdEvifEntry& entry, uint32_t& index) {
       return false;
    }
    XP_SDK_CALL(egressBdEvifMgr()->readEntry(chipId().value(), index, &entry));
-   evifIndex_[key] = index;
+   remember(evifIndex_, key, index);
    return true;
 }
 
@@ -303,7 +308,7 @@ void ChipHwAclIdSm::programIngressRAcl(uint16_t vlan, const Plexo::IntfId& port)
          xpsHashIndexList indexList;
          XP_SDK_CALL(portVlanIvifMgr()->addEntry(chipId().value(), 0, &entry, &indexList));
          if (indexList.size > 1) NORV_TRACE(8, "Rehashing occurred! {}", indexList.size);
-         ivifIndex_[ivifKey(entry)] = indexList.index[0];
+         remember(ivifIndex_, ivifKey(entry), indexList.index[0]);
       } else if (!(held.data == entry.data)) {
          NORV_TRACE(8, "updating vlanId {} port {} routeAclId {} routeAclEn {}", vlan, port,
                     entry.data.routeAclId, entry.data.routeAclEn);
@@ -401,7 +406,7 @@ void ChipHwAclIdSm::programEgressBdEvif(uint16_t vlan, const Plexo::IntfId& intf
       xpsHashIndexList indexList;
       XP_SDK_CALL(egressBdEvifMgr()->addEntry(chipId().value(), &entry, &indexList));
       if (indexList.size > 1) NORV_TRACE(8, "Rehashing occurred! {}", indexList.size);
-      evifIndex_[evifKey(entry)] = indexList.index[0];
+      remember(evifIndex_, evifKey(entry), indexList.index[0]);
    } else {
       const uint32_t acl = xpEgressBdEvifData::pack(programmedId(p), p.v4En(), p.v6En(),
                                                     programmedId(r), r.v4En(), r.v6En());

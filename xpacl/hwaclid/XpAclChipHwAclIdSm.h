@@ -10,10 +10,10 @@
 #include <memory>
 #include <set>
 #include <tuple>
-#include <unordered_map>
 #include <vector>
 
 #include "norv/Attributes.h"
+#include "norv/FlatHashMap.h"
 #include "norv/Reactor.h"
 #include "platform/OrimDataFlow.h"
 #include "platform/XpSystem.h"
@@ -224,8 +224,8 @@ private:
    std::map<Plexo::IntfId, std::set<uint16_t>> vlansOfIntf_;
    std::map<uint16_t, std::set<Plexo::IntfId>> intfsOfVlan_;
    std::map<Plexo::IntfId, std::set<Plexo::IntfId>> lagMembers_;
-   std::unordered_map<uint32_t, uint32_t> ivifIndex_;
-   std::unordered_map<uint32_t, uint32_t> evifIndex_;
+   Norv::FlatHashMap<uint32_t, uint32_t> ivifIndex_;
+   Norv::FlatHashMap<uint32_t, uint32_t> evifIndex_;
    std::unique_ptr<NorvChipDataFlowConfig> norvChipDataFlowConfig_;
    std::unique_ptr<NorvXpcsd> norvXpcsd_;
    std::unique_ptr<NorvChipAaclBlockedIntfColl> norvChipAaclBlockedIntfColl_;
