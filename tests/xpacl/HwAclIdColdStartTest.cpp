@@ -263,12 +263,14 @@ struct RandomRun {
    void setUp() {
       for (uint32_t n = 1; n <= 6; ++n)
          w.port(eth(n), n <= 3 ? 0 : 1, static_cast<uint16_t>(10 + n));
+      // A port the system knows without a chip port number.
+      w.xpcsd->intfToDevIdIs(eth(7), Corvo::Central::DeviceId(0));
       for (uint32_t c = 0; c < kChips; ++c)
          w.cfg(c);
       w.start();
    }
 
-   Plexo::IntfId anyPort() { return eth(1 + pick(6)); }
+   Plexo::IntfId anyPort() { return eth(1 + pick(7)); }
    Plexo::IntfId anyIntf() { return pick(4) == 0 ? lagIntf(1 + pick(2)) : anyPort(); }
    uint16_t anyVlan() { return static_cast<uint16_t>(10 + pick(3)); }
    uint8_t anyIndex() { return static_cast<uint8_t>(1 + pick(3)); }
