@@ -5,7 +5,10 @@
 
 #include "norv/Attributes.h"
 #include "norv/Export.h"
+#include "platform/Bridging.h"
 #include "platform/Orim.h"
+#include "platform/OrimBinding.h"
+#include "platform/OrimMaskGroup.h"
 #include "platform/OrimRule.h"
 
 // What the hardware-abstraction layer publishes of each chip's data flow. One
@@ -33,6 +36,27 @@ private:
    StageId stageId_;
 };
 
+// One rule list of a chip: the mask group its rules need on each stage it is placed in.
+class ChipRuleListCfg : public Norv::Entity {
+public:
+   NORV_ENTITY("Orim::ChipRuleListCfg")
+   class NotifieeConst : public Norv::NotifieeOf<ChipRuleListCfg> {
+   public:
+      using NotifieeOf::NotifieeOf;
+      NORV_ON_KEY(StageMg, StageId)
+   };
+   explicit ChipRuleListCfg(const ChipRuleListId& chipRuleListId)
+       : chipRuleListId_(chipRuleListId) {}
+   const ChipRuleListId& chipRuleListId() const { return chipRuleListId_; }
+   static constexpr std::array<const char*, 0> norvCtorAttrNames{};
+   auto norvCtorAttrs() const { return std::tuple<>(); }
+
+   NORV_VALUE_COLL(stageMg, StageMg, StageId, MaskGroupDescriptor, Norv::HashMap)
+
+private:
+   ChipRuleListId chipRuleListId_;
+};
+
 class ChipDataFlowConfig : public Norv::Entity {
 public:
    NORV_ENTITY("Orim::ChipDataFlowConfig")
@@ -40,6 +64,11 @@ public:
    public:
       using NotifieeOf::NotifieeOf;
       NORV_ON_KEY(StageHashTable, StageId)
+      NORV_ON_KEY(ChipRuleListKeyToId, ChipRuleListIdKey)
+      NORV_ON_KEY(ChipRuleListCfg, ChipRuleListId)
+      NORV_ON_KEY(IntfToHwAclIndex, Plexo::IntfId)
+      NORV_ON_KEY(VlanToHwAclIndex, Bridging::VlanId)
+      NORV_ON(GlobalAclControl)
    };
    explicit ChipDataFlowConfig(const ChipId& chipId) : chipId_(chipId) {}
    const ChipId& chipId() const { return chipId_; }
@@ -47,6 +76,15 @@ public:
    auto norvCtorAttrs() const { return std::tuple<>(); }
 
    NORV_ENTITY_COLL(stageHashTable, StageHashTable, StageId, PerStageHashTable, Norv::HashMap)
+   // The hardware keys under which each rule list is bound: several keys may name one list.
+   NORV_VALUE_COLL(chipRuleListKeyToId, ChipRuleListKeyToId, ChipRuleListIdKey, ChipRuleListId,
+                   Norv::HashMap)
+   NORV_ENTITY_COLL(chipRuleListCfg, ChipRuleListCfg, ChipRuleListId, ChipRuleListCfg,
+                    Norv::HashMap)
+   // The hardware ACL index (one byte, never 0) of each bound interface and VLAN.
+   NORV_VALUE_COLL(intfToHwAclIndex, IntfToHwAclIndex, Plexo::IntfId, uint8_t, Norv::HashMap)
+   NORV_VALUE_COLL(vlanToHwAclIndex, VlanToHwAclIndex, Bridging::VlanId, uint8_t, Norv::HashMap)
+   NORV_SCALAR(globalAclControl, GlobalAclControl, GlobalAclControl)
 
 private:
    ChipId chipId_;

@@ -13,10 +13,13 @@ public:
    public:
       using NotifieeOf::NotifieeOf;
       NORV_ON(SystemReady)
+      NORV_ON(NumTableCopies)
    };
-   explicit SystemStatus(const Norv::Name& name) : name_(name) {}
+   explicit SystemStatus(const Norv::Name& name) : name_(name) { numTableCopies_ = 1; }
    const Norv::Name& name() const { return name_; }
    NORV_SCALAR(systemReady, SystemReady, bool)
+   // How many copies of each replicated table the chips keep (one per pipeline).
+   NORV_SCALAR(numTableCopies, NumTableCopies, uint32_t)
 
 private:
    Norv::Name name_;

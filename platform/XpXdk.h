@@ -41,4 +41,16 @@ public:
 
 NORV_EXPORT Norv::Ptr<XpDeviceIdColl> xpDeviceIdCollFactory();
 
+// A set of devices.
+class XpDeviceIdSet : public Norv::Entity {
+public:
+   NORV_ENTITY("XpXdk::XpDeviceIdSet")
+   class NotifieeConst : public Norv::NotifieeOf<XpDeviceIdSet> {
+   public:
+      using NotifieeOf::NotifieeOf;
+      NORV_ON_KEY(DeviceId, XpDeviceId)
+   };
+   NORV_VALUE_COLL(deviceId, DeviceId, XpDeviceId, bool, Norv::HashMap)
+};
+
 } // namespace XpXdk

@@ -52,6 +52,13 @@ public:
       return XP_NO_ERR;
    }
 
+   // The chip's view, for the model's own users (not an SDK operation, not counted): the entry
+   // at `index` of an added device, or nullptr.
+   const Entry* entryAt(xpsDevice_t devId, uint32_t index) const {
+      if (!xpIsValidDevId(devId) || index >= tables_[devId].size) return nullptr;
+      return &tables_[devId].data[index];
+   }
+
 protected:
    // The number of entries the table has on a device with this profile.
    virtual uint32_t tableSize(const xpDeviceProfile& profile) const = 0;

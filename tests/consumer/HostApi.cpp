@@ -5,16 +5,19 @@
 
 #include "norv/Clock.h"
 #include "norv/NotificationBatch.h"
+#include "platform/OrimBinding.h"
 #include "platform/OrimDataFlow.h"
 #include "platform/OrimXform.h"
 #include "platform/Quill.h"
 #include "platform/XpSystem.h"
+#include "platform/XpVif.h"
 #include "platform/XpXdk.h"
 #include "xdk/xpDeviceMgr.h"
 #include "xdk/xpSdkInit.h"
 #include "xdk/xpStatus.h"
 #include "xpacl/agent/XpAclAgentCommon.h"
 #include "xpacl/agent/XpAclCorvoOrimAclHelper.h"
+#include "xpacl/hwaclid/XpAclHwAclIdSm.h"
 #include "xpacl/maskgroup/XpAclMgTableHelper.h"
 #include "xpacl/maskgroup/XpAclMgTableSm.h"
 #include "xpacl/maskgroup/XpAclOrimPDInfo.h"
@@ -39,7 +42,8 @@ auto hostApi = std::make_tuple(
     // The platform types' factories.
     &XpXdk::xpDeviceIdCollFactory, &XpSystem::systemStatusFactory, &Orim::resourceStatusFactory,
     &Orim::portRangeConfigFactory, &Orim::ipGenPrefixConfigFactory, &Quill::bitmapFactory,
-    &Orim::dataFlowConfigFactory,
+    &Orim::dataFlowConfigFactory, &Orim::pDConfigFactory, &XpVif::portVlanVifStatusFactory,
+    &XpVif::portVifStatusFactory,
     // The driver's top-level objects and the entities handed to them.
     &XpAcl::xpAclCommonSmDataFactory, &XpAcl::corvoOrimAclHelperFactory,
     &XpAcl::CorvoOrimAclHelper::hwInit, &XpAcl::aaclProfileStageInfoFactory,
@@ -53,7 +57,7 @@ auto hostApi = std::make_tuple(
     &XpAcl::MgTableHelper::doUpdateAclCounters, &XpAcl::MgTableHelper::getDeltaCounter,
     &XpAcl::MgTableHelper::isCounterAttached, &XpAcl::MgTableHelper::doShowTblEntries,
     &XpAcl::mgTableSmFactory, &XpAcl::xp80PDHashingFunctionFactory, &XpAcl::xp80PDInfoFactory,
-    &XpAcl::Xp80PDHashingFunction::getHash);
+    &XpAcl::Xp80PDHashingFunction::getHash, &XpAcl::hwAclIdSmFactory);
 
 size_t hostApiSize() {
    return std::tuple_size_v<decltype(hostApi)>;

@@ -58,13 +58,20 @@ TEST_F(ShowSdk, PicksUpEveryTableRegisteredInTheModel) {
    n->writeEntry(3, 1, &entry);
    u->clearEntry(3, 1);
    u->clearEntry(3, 2);
-   ASSERT_TRUE(run("show sdk\nshow sdk if.table2\n")) << err.str();
-   EXPECT_EQ(out.str(),
-             "chip operations since the last 'show sdk'\n"
-             "  if.table2: clearEntry 2\n"
-             "  test.named: writeEntry 1\n"
-             "chip operations since the last 'show sdk' of if.table2\n"
-             "  if.table2: clearEntry 0, getNumOfEntry 0, readEntry 0, writeEntry 0\n");
+   // The unnamed table is the layer's last, after the interface tables the model has.
+   const std::string unnamedName = "if.table" + std::to_string(xpIfPl::instance()->numOfMgrs());
+   ASSERT_TRUE(run("show sdk\nshow sdk " + unnamedName + "\n")) << err.str();
+   EXPECT_EQ(out.str(), "chip operations since the last 'show sdk'\n"
+                        "  " +
+                            unnamedName +
+                            ": clearEntry 2\n"
+                            "  test.named: writeEntry 1\n"
+                            "chip operations since the last 'show sdk' of " +
+                            unnamedName +
+                            "\n"
+                            "  " +
+                            unnamedName +
+                            ": clearEntry 0, getNumOfEntry 0, readEntry 0, writeEntry 0\n");
    xpIfPl::instance()->removeMgr(900);
    xpIfPl::instance()->removeMgr(901);
 }
