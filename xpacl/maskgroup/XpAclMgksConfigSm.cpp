@@ -111,11 +111,16 @@ void MgksConfigChipSm::handleChipRuleListKeyToId(const Orim::ChipRuleListIdKey& 
    Norv::Ptr<MgksStatusEntry> statusEntry = mgksChipStatus_->statusEntry(key);
    if (statusEntry && (!chipRuleListId || statusEntry->chipRuleListId() != *chipRuleListId)) {
       dropKey(key);
+      statusEntry = nullptr;
    }
    if (!chipRuleListId) return;
    const Orim::ChipRuleListId id = *chipRuleListId;
-   if (!mgksChipStatus_->statusEntry(key))
-      mgksChipStatus_->statusEntryIs(key)->chipRuleListIdIs(id);
+   // A new key's status has no stage yet: its stage statuses are created without a look-up.
+   const bool fresh = !statusEntry;
+   if (fresh) {
+      statusEntry = mgksChipStatus_->newStatusEntry(key);
+      statusEntry->chipRuleListIdIs(id);
+   }
    // The stages already set up for the rule list get the key's entries.
    Norv::Ptr<NorvSeProfileStageEntrySm> entrySm = seProfileStageEntrySm(id);
    if (!entrySm) return;
@@ -123,8 +128,10 @@ void MgksConfigChipSm::handleChipRuleListKeyToId(const Orim::ChipRuleListIdKey& 
       const NorvSeProfileStageStatusSm& stageSm = *it.value();
       if (!stageSm.allocated()) continue;
       const AaclSeProfileStageStatus& st = *stageSm.seProfileStageStatus();
-      mgksChipStatus_->statusEntry(key)->mgksStageStatusIs(it.key());
-      insertMgksTableEntry(key, id, it.key(), st.maskGroupDescriptor(), st.ldeSeProfileId());
+      Norv::Ptr<MgksStageStatus> stageStatus = fresh ? statusEntry->newMgksStageStatus(it.key())
+                                                     : statusEntry->mgksStageStatusIs(it.key());
+      writeMgksTableEntry(key, id, it.key(), st.maskGroupDescriptor(), st.ldeSeProfileId(),
+                          statusEntry.ptr(), stageStatus.ptr());
    }
 }
 
@@ -218,8 +225,9 @@ void MgksConfigChipSm::insertMgksStageTableEntries(
          handleChipRuleListKeyToId(key);
          statusEntry = mgksChipStatus_->statusEntry(key);
       }
-      statusEntry->mgksStageStatusIs(stageId);
-      insertMgksTableEntry(key, chipRuleListId, stageId, maskGroupDescriptor, seProfileId);
+      Norv::Ptr<MgksStageStatus> stageStatus = statusEntry->mgksStageStatusIs(stageId);
+      writeMgksTableEntry(key, chipRuleListId, stageId, maskGroupDescriptor, seProfileId,
+                          statusEntry.ptr(), stageStatus.ptr());
    }
 }
 
@@ -228,6 +236,20 @@ void MgksConfigChipSm::insertMgksTableEntry(const Orim::ChipRuleListIdKey& key,
                                             const Orim::StageId& stageId,
                                             const Orim::MaskGroupDescriptor& maskGroupDesc,
                                             const XpXdk::XpSeProfileId& seProfileId) {
+   Norv::Ptr<MgksStatusEntry> statusEntry = mgksChipStatus_->statusEntry(key);
+   Norv::Ptr<MgksStageStatus> stageStatus =
+       statusEntry ? statusEntry->mgksStageStatus(stageId) : nullptr;
+   writeMgksTableEntry(key, chipRuleListId, stageId, maskGroupDesc, seProfileId,
+                       statusEntry.ptr(), stageStatus.ptr());
+}
+
+void MgksConfigChipSm::writeMgksTableEntry(const Orim::ChipRuleListIdKey& key,
+                                           const Orim::ChipRuleListId& chipRuleListId,
+                                           const Orim::StageId& stageId,
+                                           const Orim::MaskGroupDescriptor& maskGroupDesc,
+                                           const XpXdk::XpSeProfileId& seProfileId,
+                                           MgksStatusEntry* statusEntry,
+                                           MgksStageStatus* stageStatus) {
    const auto fields = mgksEntryFields(key, chipRuleListId, maskGroupDesc, seProfileId.value());
    if (!fields) return;
    const xpMgksEntry tblEntry = packMgksEntry(*fields);
@@ -235,9 +257,6 @@ void MgksConfigChipSm::insertMgksTableEntry(const Orim::ChipRuleListIdKey& key,
    const uint32_t mgksTableId = mgksTableIdOf(stageId).value();
    uint32_t index = 0;
    uint32_t reHashIdx = 0;
-   Norv::Ptr<MgksStatusEntry> statusEntry = mgksChipStatus_->statusEntry(key);
-   Norv::Ptr<MgksStageStatus> stageStatus =
-       statusEntry ? statusEntry->mgksStageStatus(stageId) : nullptr;
    // clang-format off
    const XP_STATUS status = mgksMgr()->addEntry( chipId().value(), mgksTableId, &tblEntry, index, reHashIdx );
    // clang-format on

@@ -217,6 +217,13 @@ public:
    void doShowTblEntries(int fd, const Orim::StageId& stageId) const;
 
 private:
+   // insertMgksTableEntry with the key's status entry and stage status at hand.
+   void writeMgksTableEntry(const Orim::ChipRuleListIdKey& key,
+                            const Orim::ChipRuleListId& chipRuleListId,
+                            const Orim::StageId& stageId,
+                            const Orim::MaskGroupDescriptor& maskGroupDesc,
+                            const XpXdk::XpSeProfileId& seProfileId,
+                            MgksStatusEntry* statusEntry, MgksStageStatus* stageStatus);
    // Takes every entry of the key out of the chip and drops its status.
    void dropKey(const Orim::ChipRuleListIdKey& key);
 
