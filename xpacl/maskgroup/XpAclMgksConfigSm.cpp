@@ -66,7 +66,8 @@ MgksConfigChipSm::MgksConfigChipSm(const Orim::ChipId& chipId,
       chipAaclStageStatus_(std::move(chipAaclStageStatus)),
       mgksChipStatus_(std::move(mgksChipStatus)), notifieeKeys_(this, chipDataFlowConfig_),
       notifieeRuleLists_(this, chipDataFlowConfig_),
-      notifieeSeProfileStatus_(this, chipSeProfileStatus_) {
+      notifieeSeProfileStatus_(this, chipSeProfileStatus_),
+      notifieeAaclStageStatus_(this, chipAaclStageStatus_) {
    handleInitialized();
 }
 
@@ -204,10 +205,24 @@ void MgksConfigChipSm::handleSeProfileStatusEntry(const Orim::ChipRuleListId& ch
 }
 
 AaclMgksTableId MgksConfigChipSm::mgksTableIdOf(const Orim::StageId& stageId) const {
+   if (const uint8_t* cached = mgksTableIdOfStage_.find(stageId))
+      return AaclMgksTableId(*cached);
    Norv::Ptr<const AaclStageDescriptor> aaclStageDescriptor =
        chipAaclStageStatus_->aaclStageDescriptor(stageId);
    NORV_ASSERT(aaclStageDescriptor);
-   return aaclStageDescriptor->ldeMgTableLookupDesc().mgksTableId();
+   const AaclMgksTableId id = aaclStageDescriptor->ldeMgTableLookupDesc().mgksTableId();
+   mgksTableIdOfStage_.insert(stageId, id.value());
+   return id;
+}
+
+void MgksConfigChipSm::handleAaclStageDescriptor(const Orim::StageId& stageId) {
+   NORV_TRACE(8, "MgksConfigChipSm::handleAaclStageDescriptor stageId {}", stageId);
+   mgksTableIdOfStage_.erase(stageId);
+}
+
+void MgksConfigChipSm::handleAaclStageDescriptor() {
+   NORV_TRACE(8, "MgksConfigChipSm::handleAaclStageDescriptor chipId {}", chipId_);
+   mgksTableIdOfStage_.clear();
 }
 
 void MgksConfigChipSm::insertMgksStageTableEntries(
