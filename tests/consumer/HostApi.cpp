@@ -14,6 +14,7 @@
 #include "xdk/xpStatus.h"
 #include "xpacl/agent/XpAclAgentCommon.h"
 #include "xpacl/agent/XpAclCorvoOrimAclHelper.h"
+#include "xpacl/maskgroup/XpAclMgksConfigSm.h"
 #include "xpacl/model/XpAaclDefaultProfileStageInfo.h"
 #include "xpacl/model/XpAclOrimTypes.h"
 #include "xpacl/model/XpAclProfileStageInfo.h"
@@ -44,7 +45,8 @@ auto hostApi = std::make_tuple(
     &XpAcl::aaclStageMgrSmFactory, &XpAcl::aaclLdeSeProfileMgrSmFactory,
     &XpAcl::l4PortXformSmFactory, &XpAcl::L4PortXformSm::doShowTblEntries,
     &XpAcl::prefixXformChipInfoFactory, &XpAcl::prefixXformSmFactory,
-    &XpAcl::PrefixXformSm::doShowTblEntries);
+    &XpAcl::PrefixXformSm::doShowTblEntries, &XpAcl::mgksStatusFactory,
+    &XpAcl::mgksConfigSmFactory);
 
 size_t hostApiSize() {
    return std::tuple_size_v<decltype(hostApi)>;
