@@ -4,7 +4,7 @@ PRESET ?= release
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 SRC_FILES = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
 
-.PHONY: configure build run test bench sanitize format format-check clean
+.PHONY: configure build run test bench sanitize fuzz format format-check clean
 
 configure:
 	cmake --preset $(PRESET) >/dev/null
@@ -22,6 +22,15 @@ test: build
 
 sanitize:
 	$(MAKE) test PRESET=sanitize
+
+# Plays FUZZ_COUNT generated scenarios (seed FUZZ_SEED, a new one each run by default); a
+# failing scenario is kept under build/$(PRESET)/sim-fuzz-failures.
+FUZZ_COUNT ?= 100000
+FUZZ_SEED ?= $(shell date +%s)
+fuzz:
+	cmake --preset $(PRESET) >/dev/null
+	cmake --build --preset $(PRESET) --target sim_fuzz
+	cd build/$(PRESET) && ./sim_fuzz --count $(FUZZ_COUNT) --seed $(FUZZ_SEED)
 
 bench: build
 	@for b in build/$(PRESET)/bench_*; do echo "== $$b"; $$b; done

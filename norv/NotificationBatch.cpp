@@ -60,9 +60,21 @@ NotificationBatch::NotificationBatch() {
    ++detail::batchDepth;
 }
 
-NotificationBatch::~NotificationBatch() noexcept(false) {
-   auto& s = state();
+NotificationBatch::~NotificationBatch() {
+   if (!open_) return;
    if (--detail::batchDepth > 0) return;
+   auto& s = state();
+   s.order.clear();
+   s.index.clear();
+}
+
+void NotificationBatch::close() {
+   if (!open_) return;
+   open_ = false;
+   if (--detail::batchDepth > 0) return;
+   auto& s = state();
+   // Taken out first: a handler may change entities again, and with no batch open those
+   // changes are delivered at once rather than into the list being walked.
    auto order = std::move(s.order);
    s.order.clear();
    s.index.clear();

@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "norv/Attributes.h"
+#include "norv/Export.h"
 #include "platform/Orim.h"
 #include "platform/OrimMaskGroup.h"
 #include "platform/OrimRule.h"
@@ -97,6 +98,6 @@ private:
    Norv::Name name_;
 };
 
-Norv::Ptr<DataFlowConfig> dataFlowConfigFactory(const Norv::Name& name);
+NORV_EXPORT Norv::Ptr<DataFlowConfig> dataFlowConfigFactory(const Norv::Name& name);
 
 } // namespace Orim

@@ -61,6 +61,43 @@ void replaceDevInfo(SimWorld& w, const ChipInfo& c) {
    w.commonData->devInfoIs(c);
 }
 
+using DeviceState = SimBatch::DeviceState;
+
+DeviceState deviceStateOf(const SimWorld& w, XpXdk::XpDeviceId dev) {
+   const auto& coll = w.devices->deviceIdColl();
+   if (!coll.contains(dev)) return DeviceState::absent;
+   return *coll.find(dev) ? DeviceState::up : DeviceState::down;
+}
+
+const char* stateText(DeviceState st) {
+   return st == DeviceState::absent ? "absent" : st == DeviceState::up ? "up" : "down";
+}
+
+// A batch delivers one notification per device, carrying its last state: a device that ends up
+// where the batch found it after changing would reach the driver as a change that did not
+// happen, and one removed and added again as a device that never went. A chip's configuration
+// changed before its device in one batch would be handled first, with the device already in
+// its new state. The driver sees none of these outside a batch, so each is refused.
+void noteDeviceChange(SimWorld& w, XpXdk::XpDeviceId dev, DeviceState next) {
+   if (!w.batch.isOpen()) return;
+   const DeviceState now = deviceStateOf(w, dev);
+   if (now != DeviceState::absent && w.batch.changed(SimBatch::chipKey(dev.value()))) {
+      throw Error("chip " + dev.text() +
+                  "'s configuration changed earlier in this batch, and the driver would read "
+                  "it with the device already " +
+                  (next == DeviceState::absent ? std::string("gone") : stateText(next)) +
+                  " (change the device first, or close the batch before it)");
+   }
+   bool changedBefore = false;
+   const DeviceState atOpen = w.batch.deviceAtOpen(dev.value(), now, changedBefore);
+   if (changedBefore && now != next && next == atOpen) {
+      throw Error("device " + dev.text() + " was " + stateText(atOpen) +
+                  " when this batch opened and changed since: the driver would get both "
+                  "changes as one notification and miss them (close the batch first)");
+   }
+   w.batch.touch(SimBatch::deviceKey(dev.value()));
+}
+
 void deviceAdd(Simulator& s, const Args& a) {
    const auto dev = deviceArg(a, 0);
    a.atMost(1);
@@ -68,6 +105,12 @@ void deviceAdd(Simulator& s, const Args& a) {
    if (w.commonData->devInfo(devInfoKey(dev))) {
       throw Error("device " + dev.text() + " is already added");
    }
+   if (w.batch.changed("removed " + SimBatch::deviceKey(dev.value()))) {
+      throw Error("device " + dev.text() +
+                  " was removed in this batch and leaves the chip model only when the batch "
+                  "is delivered (close the batch before adding it again)");
+   }
+   noteDeviceChange(w, dev, DeviceState::down);
    if (xpDeviceMgr::instance()->addDevice(dev.value(), xpDeviceProfile{}) != XP_NO_ERR) {
       throw Error("the chip model refused device " + dev.text());
    }
@@ -78,8 +121,10 @@ void deviceAdd(Simulator& s, const Args& a) {
 void deviceState(Simulator& s, const Args& a, bool up) {
    const auto dev = deviceArg(a, 0);
    a.atMost(1);
-   requireDevInfo(s.world(), dev);
-   s.world().devices->deviceIdIs(dev, up);
+   auto& w = s.world();
+   requireDevInfo(w, dev);
+   noteDeviceChange(w, dev, up ? DeviceState::up : DeviceState::down);
+   w.devices->deviceIdIs(dev, up);
 }
 
 void deviceRemove(Simulator& s, const Args& a) {
@@ -87,9 +132,20 @@ void deviceRemove(Simulator& s, const Args& a) {
    a.atMost(1);
    auto& w = s.world();
    requireDevInfo(w, dev);
+   noteDeviceChange(w, dev, DeviceState::absent);
+   w.batch.touch("removed " + SimBatch::deviceKey(dev.value()));
+   // Its interfaces go with it.
+   std::vector<Plexo::IntfId> intfs;
+   for (auto it = w.commonData->intfToDevIdColl().begin(); it; ++it) {
+      if (it.value() == devInfoKey(dev)) intfs.push_back(it.key());
+   }
+   for (const auto& intf : intfs)
+      w.commonData->intfToDevIdDel(intf);
    w.devices->deviceIdDel(dev);
    w.commonData->devInfoDel(devInfoKey(dev));
-   xpDeviceMgr::instance()->removeDevice(dev.value());
+   // The driver takes its entries off the device when it hears that the device went, so the
+   // chip model keeps the device until then.
+   w.batch.afterDelivery([id = dev.value()] { xpDeviceMgr::instance()->removeDevice(id); });
 }
 
 void intfAdd(Simulator& s, const Args& a) {
@@ -138,14 +194,15 @@ void lagRemove(Simulator& s, const Args& a) {
 
 void batchBegin(Simulator& s, const Args& a) {
    a.atMost(0);
-   if (s.world().batch) throw Error("'batch' inside a batch");
-   s.world().batch = std::make_unique<Norv::NotificationBatch>();
+   if (s.world().batch.isOpen()) throw Error("'batch' inside a batch");
+   s.world().batch.open(s.line());
 }
 
 void batchEnd(Simulator& s, const Args& a) {
    a.atMost(0);
-   if (!s.world().batch) throw Error("'end' without 'batch'");
-   s.world().batch.reset();
+   if (!s.world().batch.isOpen()) throw Error("'end' without 'batch'");
+   // Delivery runs the driver's handlers; what they throw is reported for this line.
+   s.world().batch.close();
 }
 
 void clockCmd(Simulator& s, const Args& a) {

@@ -199,6 +199,9 @@ Orim::PerStageTableEntry ruleArgs(Simulator& s, const Orim::ChipId& chip, const 
 
 Norv::Ptr<Orim::PerStageHashTable> tableOf(Simulator& s, const Orim::ChipId& chip,
                                            const Orim::StageId& stage) {
+   // The chip's configuration changes: a device change after it in the same batch would reach
+   // the driver first, which the batch refuses.
+   s.world().batch.touch(SimBatch::chipKey(chip.value()));
    return s.world()
        .get<Orim::DataFlowConfig>("dataFlowConfig")
        ->chipDataFlowConfigIs(chip)
@@ -222,10 +225,13 @@ void rulePlace(Simulator& s, const Args& a) {
    const Orim::ChipId chip = chipArg(s, a, 0);
    const Orim::StageId stage = stageArg(s, chip, a, 1);
    const Orim::PerStageTableEntry e = ruleArgs(s, chip, a, 2);
+   // The hash is taken in the stage's MG table, which the chip has while it is up.
+   auto stages = s.world().get<AaclStageStatus>("aaclStageStatus")->aaclChipStageStatus(chip);
    auto cap = s.world().hwCapabilityColl->chipHwCapability(chip);
    auto stageDesc = cap ? cap->stageHashTableDescriptor(stage) : nullptr;
-   if (!stageDesc)
+   if (!stages || !stages->aaclStageDescriptor(stage) || !stageDesc) {
       throw Error("chip " + chip.text() + " is not up: its stages are not declared");
+   }
    auto pd =
        s.world().get<Xp80PDInfo>("xp80PDInfo")->pdHashingFunction(XpXdk::deviceIdOf(chip));
    auto table = tableOf(s, chip, stage);
@@ -261,6 +267,7 @@ void ruleRemove(Simulator& s, const Args& a) {
    if (!table || !table->tableColl().contains(key)) {
       throw Error("chip " + chip.text() + " has no rule at " + at(stage, key));
    }
+   s.world().batch.touch(SimBatch::chipKey(chip.value()));
    table->tableDel(key);
 }
 

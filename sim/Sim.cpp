@@ -1,9 +1,13 @@
 #include "sim/Sim.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
+#include <cmath>
+#include <cstdio>
 #include <cstdlib>
-#include <fstream>
+#include <cstring>
+#include <iostream>
 #include <sstream>
 
 namespace Sim {
@@ -68,7 +72,9 @@ uint64_t Args::number(size_t i, const char* what, uint64_t max) const {
    char* end = nullptr;
    const int base = w.size() > 2 && w[0] == '0' && (w[1] == 'x' || w[1] == 'X') ? 16 : 10;
    const unsigned long long v = std::strtoull(w.c_str(), &end, base);
-   if (w.empty() || w[0] == '-' || *end != '\0' || errno == ERANGE) {
+   // The whole word must be the number: a stray byte after it (a NUL included) is an error.
+   if (w.empty() || !std::isxdigit(static_cast<unsigned char>(w[0])) ||
+       end != w.c_str() + w.size() || errno == ERANGE) {
       throw Error(std::string("bad ") + what + " '" + w + "': not a number");
    }
    if (v > max) {
@@ -80,11 +86,21 @@ uint64_t Args::number(size_t i, const char* what, uint64_t max) const {
 
 double Args::real(size_t i, const char* what) const {
    const std::string& w = word(i, what);
+   // Decimal digits, a point and an exponent only: no nan, inf or hex float.
+   const bool decimal =
+       std::any_of(w.begin(), w.end(), [](char c) { return c >= '0' && c <= '9'; }) &&
+       std::all_of(w.begin(), w.end(), [](char c) {
+          return (c >= '0' && c <= '9') || c == '.' || c == 'e' || c == 'E' || c == '+' ||
+                 c == '-';
+       });
    char* end = nullptr;
    errno = 0;
-   const double v = std::strtod(w.c_str(), &end);
-   if (w.empty() || *end != '\0' || errno == ERANGE) {
+   const double v = decimal ? std::strtod(w.c_str(), &end) : 0;
+   if (!decimal || end != w.c_str() + w.size()) {
       throw Error(std::string("bad ") + what + " '" + w + "': not a number");
+   }
+   if (errno == ERANGE || !std::isfinite(v)) {
+      throw Error(std::string("bad ") + what + " '" + w + "': out of range");
    }
    return v;
 }
@@ -106,7 +122,7 @@ Simulator::Simulator(std::ostream& out) : out_(out) {
 }
 
 Simulator::~Simulator() {
-   world_.batch.reset();
+   world_.batch.discard();
    world_.dropAll();
 }
 
@@ -145,37 +161,58 @@ void Simulator::runLine(std::vector<std::string> words) {
 bool Simulator::runText(const std::string& source, const std::string& text, std::ostream& err) {
    std::istringstream in(text);
    std::string line;
-   int lineNo = 0;
+   line_ = 0;
    while (std::getline(in, line)) {
-      ++lineNo;
+      ++line_;
       auto words = split(line);
       if (words.empty()) continue;
+      if (echo_ && words[0] != "echo") {
+         out_ << ">";
+         for (const auto& w : words)
+            out_ << " " << w;
+         out_ << "\n";
+      }
       try {
          runLine(std::move(words));
       } catch (const std::exception& e) {
-         // Scenario input is user input: report it and stop cleanly, never abort.
-         world_.batch.reset();
-         err << source << ":" << lineNo << ": " << e.what() << "\n";
+         // Scenario input is user input: report it and stop cleanly, never abort. What an open
+         // batch deferred is discarded, not delivered: the scenario stopped before its end.
+         err << source << ":" << line_ << ": " << e.what() << "\n";
+         world_.batch.discard();
          return false;
       }
    }
-   if (world_.batch) {
-      err << source << ":" << lineNo << ": 'batch' without 'end'\n";
-      world_.batch.reset();
+   if (world_.batch.isOpen()) {
+      err << source << ":" << world_.batch.line() << ": batch not closed\n";
+      world_.batch.discard();
       return false;
    }
    return true;
 }
 
 bool Simulator::runFile(const std::string& path, std::ostream& err) {
-   std::ifstream in(path);
-   if (!in) {
-      err << path << ":0: cannot open scenario file\n";
+   if (path == "-") {
+      std::stringstream ss;
+      ss << std::cin.rdbuf();
+      return runText("<stdin>", ss.str(), err);
+   }
+   // Read through the C library so that a failure carries the system's own reason; a
+   // directory opens, and only its reading fails.
+   std::FILE* f = std::fopen(path.c_str(), "rb");
+   std::string text;
+   int error = f ? 0 : errno;
+   if (f) {
+      char buf[65536];
+      for (size_t n; (n = std::fread(buf, 1, sizeof buf, f)) > 0;)
+         text.append(buf, n);
+      if (std::ferror(f)) error = errno ? errno : EIO;
+      std::fclose(f);
+   }
+   if (error) {
+      err << path << ": cannot read the scenario: " << std::strerror(error) << "\n";
       return false;
    }
-   std::stringstream ss;
-   ss << in.rdbuf();
-   return runText(path, ss.str(), err);
+   return runText(path, text, err);
 }
 
 } // namespace Sim

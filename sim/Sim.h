@@ -13,9 +13,17 @@
 namespace Sim {
 
 // A scenario error: reported as "file:line: message", and the run stops with a non-zero exit.
+// A NUL byte of the scenario shows as "\0" (a message is a C string).
 class Error : public std::runtime_error {
 public:
-   explicit Error(const std::string& what) : std::runtime_error(what) {}
+   explicit Error(const std::string& what) : std::runtime_error(visible(what)) {}
+
+private:
+   static std::string visible(std::string s) {
+      for (size_t at; (at = s.find('\0')) != std::string::npos;)
+         s.replace(at, 1, "\\0");
+      return s;
+   }
 };
 
 // The words of one command line, with checked conversions that name what was expected.
@@ -76,13 +84,19 @@ public:
 
    void printHelp();
    const std::vector<Command>& commands() const { return commands_; }
+   // The line being played, counted from 1.
+   int line() const { return line_; }
+   // Print each command, after "> ", before its output (an 'echo' prints its text only), so
+   // that a transcript shows the language along with what it does.
+   void echoIs(bool on) { echo_ = on; }
 
 private:
    void runLine(std::vector<std::string> words);
    std::ostream& out_;
    SimWorld world_;
    std::vector<Command> commands_;
-   int batchDepth_ = 0;
+   int line_ = 0;
+   bool echo_ = false;
 };
 
 // The scenario played when the simulator is given none.

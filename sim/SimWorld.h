@@ -5,10 +5,10 @@
 #include <utility>
 #include <vector>
 
-#include "norv/NotificationBatch.h"
 #include "platform/CorvoOrim.h"
 #include "platform/XpSystem.h"
 #include "platform/XpXdk.h"
+#include "sim/SimBatch.h"
 #include "xpacl/agent/XpAclAgentCommon.h"
 #include "xpacl/agent/XpAclCorvoOrimAclHelper.h"
 
@@ -22,7 +22,7 @@ struct SimWorld {
    Norv::Ptr<XpAcl::XpAclCommonSmData> commonData;
    Norv::Ptr<Orim::HwCapabilityColl> hwCapabilityColl;
    Norv::Ptr<XpAcl::CorvoOrimAclHelper> aclHelper;
-   std::unique_ptr<Norv::NotificationBatch> batch;
+   SimBatch batch;
 
    // Reactors and entities created by modules, by name; dropped in reverse order at the end,
    // as the agent drops its top-level objects.

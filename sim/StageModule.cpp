@@ -88,10 +88,22 @@ std::string chipText(const Orim::ChipId& chip) {
 }
 
 Norv::Ptr<AaclChipSeProfileConfig> requireChipConfig(Simulator& s, const Orim::ChipId& chip) {
+   // The driver keeps the chip's configuration while the device is up, as far as it has heard.
+   if (s.world().batch.changed(SimBatch::deviceKey(chip.value()))) {
+      throw Error("device " + chip.text() +
+                  " changed in this batch, and the driver publishes " +
+                  "or withdraws its SE-profile configuration only when it hears of it (close " +
+                  "the batch first)");
+   }
    auto c =
        s.world().get<AaclSeProfileConfig>("aaclSeProfileConfig")->chipSeProfileConfig(chip);
    if (!c) throw Error(chipText(chip) + " has no stage status yet (is its device up?)");
+   s.world().batch.touch(SimBatch::chipKey(chip.value()));
    return c;
+}
+
+std::string removedKey(const Orim::ChipId& chip, const Orim::ChipRuleListId& ruleList) {
+   return "removed rule list " + chip.text() + " " + ruleList.text();
 }
 
 void seProfileConfig(Simulator& s, const Args& a) {
@@ -105,6 +117,13 @@ void seProfileConfig(Simulator& s, const Args& a) {
        static_cast<uint8_t>(a.number(4, "destination mask length", kMaxMaskLength)));
    mgd.aclTypeIs(a.has(5) ? static_cast<uint8_t>(a.number(5, "ACL type", 255)) : 1);
    a.atMost(6);
+   // One notification would carry the removal and the new entry: the driver would find the
+   // rule list's entry replaced under its key, which it refuses.
+   if (s.world().batch.changed(removedKey(chip, ruleList))) {
+      throw Error("rule list " + ruleList.text() + " on " + chipText(chip) +
+                  " was removed in this batch, and the driver would see its configuration "
+                  "replaced rather than removed and added (close the batch first)");
+   }
    requireChipConfig(s, chip)->configEntryIs(ruleList)->maskGroupDescriptorIs(stage, mgd);
 }
 
@@ -121,6 +140,7 @@ void seProfileRemove(Simulator& s, const Args& a) {
                   ruleList.text());
    }
    if (!oneStage) {
+      s.world().batch.touch(removedKey(chip, ruleList));
       config->configEntryDel(ruleList);
       return;
    }

@@ -73,6 +73,13 @@ Plexo::IpGenPrefix prefixArg(const Args& a, size_t i, bool v4) {
       throw Error("prefix '" + w + "' is not " + (v4 ? "IPv4" : "IPv6") +
                   " as the instance is");
    }
+   // The prefix keeps only the bits its length covers; an address with more set was probably
+   // meant as another prefix, or as a longer one.
+   const auto address = Plexo::IpGenPrefix::fromText(w.substr(0, w.find('/')));
+   if (address && address->addressText() != p->addressText()) {
+      throw Error("bad prefix '" + w + "': bits set beyond the length (did you mean " +
+                  p->text() + "?)");
+   }
    return *p;
 }
 
@@ -92,15 +99,20 @@ void captureFd(Simulator& s, F&& dump) {
 // --- L4 port ranges
 
 // The port-range configuration of each L4 instance, in the order of kL4Instances; resolved once
-// at start, as a table load runs these commands once per range. The world holds them.
-using L4Configs = std::array<Orim::PortRangeConfig*, std::size(kL4Instances)>;
+// at start, as a table load runs these commands once per range. The world holds them; the
+// batch learns which chips the commands change.
+struct L4Configs {
+   std::array<Orim::PortRangeConfig*, std::size(kL4Instances)> cfg;
+   SimBatch* batch;
+};
 
 Orim::PortRangeConfig& l4Config(const L4Configs& cfgs, const Instance& inst) {
-   return *cfgs[&inst - kL4Instances];
+   return *cfgs.cfg[&inst - kL4Instances];
 }
 
 Norv::Ptr<Orim::ChipPortRangeConfig> chipRanges(const L4Configs& cfgs, const Instance& inst,
                                                 Orim::ChipId chip, bool create) {
+   cfgs.batch->touch(SimBatch::chipKey(chip.value()));
    Orim::PortRangeConfig* cfg = &l4Config(cfgs, inst);
    auto chipCfg = cfg->chipPortRangeConfig(chip);
    if (!chipCfg && create) chipCfg = cfg->chipPortRangeConfigIs(chip);
@@ -183,8 +195,13 @@ bool isV4Instance(const Instance& inst) {
    return std::string(inst.shortName).back() == '4';
 }
 
+std::string batchKey(const Instance& inst, Orim::ChipId chip) {
+   return std::string("prefix ") + inst.shortName + " " + std::to_string(chip.value());
+}
+
 Norv::Ptr<Orim::ChipIpGenPrefixConfig> chipPrefixes(Simulator& s, const Instance& inst,
                                                     Orim::ChipId chip, bool create) {
+   s.world().batch.touch(SimBatch::chipKey(chip.value()));
    auto cfg = s.world().get<Orim::IpGenPrefixConfig>(configKey(inst.smName));
    auto chipCfg = cfg->chipIpGenPrefixConfig(chip);
    if (!chipCfg && create) chipCfg = cfg->chipIpGenPrefixConfigIs(chip);
@@ -211,6 +228,7 @@ void prefixAttempt(Simulator& s, const Args& a) {
       throw Error("an IPv4 prefix needs a label other than 0");
    }
    chipPrefixes(s, inst, chip, true)->attemptedXformIs(prefix, Orim::XformedIpPrefix{label});
+   s.world().batch.touch(batchKey(inst, chip));
 }
 
 void prefixDrop(Simulator& s, const Args& a) {
@@ -223,6 +241,7 @@ void prefixDrop(Simulator& s, const Args& a) {
       throw Error("chip " + chip.text() + " has no attempted prefix " + prefix.text());
    }
    cfg->attemptedXformDel(prefix);
+   s.world().batch.touch(batchKey(inst, chip));
 }
 
 // The driver writes only prefixes that an attempted request placed; activating anything else
@@ -230,7 +249,15 @@ void prefixDrop(Simulator& s, const Args& a) {
 template <class PrefixSet>
 void checkAllocated(Simulator& s, const Instance& inst, Orim::ChipId chip,
                     const PrefixSet& set) {
-   auto sm = s.world().get<XpAcl::PrefixXformSm>(inst.smName);
+   auto& w = s.world();
+   if (w.batch.changed(batchKey(inst, chip)) ||
+       w.batch.changed(SimBatch::deviceKey(chip.value()))) {
+      throw Error("every active prefix needs an index from the driver, and the driver has not "
+                  "yet heard of this batch's changes to " +
+                  std::string(inst.shortName) + " on chip " + chip.text() +
+                  " (close the batch first)");
+   }
+   auto sm = w.get<XpAcl::PrefixXformSm>(inst.smName);
    auto chipSm = sm->chipPrefixConfig(chip);
    if (!sm->initialized() || !chipSm || !chipSm->initialized()) return;
    for (auto it = set.begin(); it; ++it) {
@@ -266,6 +293,7 @@ void prefixRequest(Simulator& s, const Args& a) {
    auto cfg = chipPrefixes(s, inst, chip, false);
    if (attempted) {
       cfg->attemptedRequestIdIs(id);
+      s.world().batch.touch(batchKey(inst, chip));
    } else {
       checkAllocated(s, inst, chip, cfg->activeXformColl());
       cfg->activeRequestIdIs(id);
@@ -277,6 +305,7 @@ void prefixChipRemove(Simulator& s, const Args& a) {
    const auto chip = chipArg(a, 1);
    a.atMost(2);
    chipPrefixes(s, inst, chip, false);
+   s.world().batch.touch(batchKey(inst, chip));
    s.world()
        .get<Orim::IpGenPrefixConfig>(configKey(inst.smName))
        ->chipIpGenPrefixConfigDel(chip);
@@ -324,10 +353,10 @@ void start(Simulator& s) {
       std::fflush(stderr);
    });
    auto& w = s.world();
-   L4Configs l4Cfgs{};
+   L4Configs l4Cfgs{{}, &w.batch};
    for (const auto& inst : kL4Instances) {
       auto cfg = w.hold(configKey(inst.smName), Orim::portRangeConfigFactory(inst.smName));
-      l4Cfgs[&inst - kL4Instances] = cfg.ptr();
+      l4Cfgs.cfg[&inst - kL4Instances] = cfg.ptr();
       auto status = w.hold(statusKey(inst.smName), Orim::resourceStatusFactory(inst.smName));
       w.hold(inst.smName, XpAcl::l4PortXformSmFactory(inst.smName, w.devices, cfg, status))
           ->initializedIs(true);

@@ -5,6 +5,7 @@
 
 #include "norv/Clock.h"
 #include "norv/NotificationBatch.h"
+#include "platform/OrimDataFlow.h"
 #include "platform/OrimXform.h"
 #include "platform/Quill.h"
 #include "platform/XpSystem.h"
@@ -14,7 +15,10 @@
 #include "xdk/xpStatus.h"
 #include "xpacl/agent/XpAclAgentCommon.h"
 #include "xpacl/agent/XpAclCorvoOrimAclHelper.h"
+#include "xpacl/maskgroup/XpAclMgTableHelper.h"
+#include "xpacl/maskgroup/XpAclMgTableSm.h"
 #include "xpacl/maskgroup/XpAclMgksConfigSm.h"
+#include "xpacl/maskgroup/XpAclOrimPDInfo.h"
 #include "xpacl/model/XpAaclDefaultProfileStageInfo.h"
 #include "xpacl/model/XpAclOrimTypes.h"
 #include "xpacl/model/XpAclProfileStageInfo.h"
@@ -36,6 +40,7 @@ auto hostApi = std::make_tuple(
     // The platform types' factories.
     &XpXdk::xpDeviceIdCollFactory, &XpSystem::systemStatusFactory, &Orim::resourceStatusFactory,
     &Orim::portRangeConfigFactory, &Orim::ipGenPrefixConfigFactory, &Quill::bitmapFactory,
+    &Orim::dataFlowConfigFactory,
     // The driver's top-level objects and the entities handed to them.
     &XpAcl::xpAclCommonSmDataFactory, &XpAcl::corvoOrimAclHelperFactory,
     &XpAcl::CorvoOrimAclHelper::hwInit, &XpAcl::aaclProfileStageInfoFactory,
@@ -45,8 +50,12 @@ auto hostApi = std::make_tuple(
     &XpAcl::aaclStageMgrSmFactory, &XpAcl::aaclLdeSeProfileMgrSmFactory,
     &XpAcl::l4PortXformSmFactory, &XpAcl::L4PortXformSm::doShowTblEntries,
     &XpAcl::prefixXformChipInfoFactory, &XpAcl::prefixXformSmFactory,
-    &XpAcl::PrefixXformSm::doShowTblEntries, &XpAcl::mgksStatusFactory,
-    &XpAcl::mgksConfigSmFactory);
+    &XpAcl::PrefixXformSm::doShowTblEntries, &XpAcl::mgTableHelperFactory,
+    &XpAcl::MgTableHelper::doUpdateAclCounters, &XpAcl::MgTableHelper::getDeltaCounter,
+    &XpAcl::MgTableHelper::isCounterAttached, &XpAcl::MgTableHelper::doShowTblEntries,
+    &XpAcl::mgTableSmFactory, &XpAcl::xp80PDHashingFunctionFactory, &XpAcl::xp80PDInfoFactory,
+    &XpAcl::Xp80PDHashingFunction::getHash, &XpAcl::mgksStatusFactory,
+    &XpAcl::mgksConfigSmFactory, &XpAcl::MgksConfigChipSm::doShowTblEntries);
 
 size_t hostApiSize() {
    return std::tuple_size_v<decltype(hostApi)>;

@@ -150,6 +150,7 @@ TEST_F(Batch, DefersCoalescesAndOrdersByLastChange) {
       tree->valueIs(1, 3); // moves key 1 behind key 2 and the label
       EXPECT_TRUE(all().empty());
       EXPECT_EQ(Norv::NotificationBatch::pending(), 3u);
+      batch.close();
    }
    EXPECT_EQ(a->events, (Events{"a:value(2)", "a:label()", "a:value(1)"}));
 }
@@ -163,6 +164,7 @@ TEST_F(Batch, KeyGoneBeforeDeliveryReachesTheHandlerAsAbsent) {
       Norv::NotificationBatch batch;
       tree->valueIs(4, 4);
       tree->valueDel(4);
+      batch.close();
    }
    EXPECT_EQ(present, std::vector<bool>{false});
 }
@@ -173,8 +175,10 @@ TEST_F(Batch, NestedBatchesDeliverWhenTheOutermostCloses) {
       {
          Norv::NotificationBatch inner;
          tree->valueIs(1, 1);
+         inner.close();
       }
       EXPECT_TRUE(a->events.empty());
+      outer.close();
    }
    EXPECT_EQ(a->events, (Events{"a:value(1)"}));
 }
@@ -184,9 +188,59 @@ TEST_F(Batch, ZombieMarkedBeforeTheBatchClosesReceivesNothing) {
       Norv::NotificationBatch batch;
       tree->valueIs(1, 1);
       a->norvDoZombieReactors(true);
+      batch.close();
    }
    EXPECT_TRUE(a->events.empty());
    EXPECT_EQ(b->events, (Events{"b:value(1)"}));
+}
+
+TEST_F(Batch, DestroyedOpenDiscardsAndLeavesNothingBehind) {
+   {
+      Norv::NotificationBatch batch;
+      tree->valueIs(1, 1);
+      tree->labelIs("x");
+   }
+   EXPECT_TRUE(all().empty());
+   EXPECT_EQ(Norv::NotificationBatch::pending(), 0u);
+   // The entity kept its changes; later changes are delivered at once, nothing stale with them.
+   EXPECT_EQ(tree->value(1), 1);
+   tree->valueIs(2, 2);
+   EXPECT_EQ(a->events, (Events{"a:value(2)"}));
+}
+
+TEST_F(Batch, InnerLeftOpenLeavesItsChangesToTheOutermost) {
+   {
+      Norv::NotificationBatch outer;
+      {
+         Norv::NotificationBatch inner;
+         tree->valueIs(1, 1);
+      }
+      EXPECT_EQ(Norv::NotificationBatch::pending(), 1u);
+      outer.close();
+      outer.close(); // a second close does nothing
+   }
+   EXPECT_EQ(a->events, (Events{"a:value(1)"}));
+}
+
+TEST_F(Batch, CloseLetsAHandlersExceptionThroughAndDropsTheRest) {
+   a->onEvent = [&](const std::string& s) {
+      if (s == "value(2)") throw std::runtime_error("handler failed");
+   };
+   {
+      Norv::NotificationBatch batch;
+      tree->valueIs(1, 1);
+      tree->valueIs(2, 2);
+      tree->valueIs(3, 3);
+      EXPECT_THROW(batch.close(), std::runtime_error);
+      EXPECT_FALSE(batch.open());
+   }
+   // value(3) was never delivered, and nothing is left pending or deferred.
+   EXPECT_EQ(a->events, (Events{"a:value(1)", "a:value(2)"}));
+   EXPECT_EQ(b->events, (Events{"b:value(1)"}));
+   EXPECT_EQ(Norv::NotificationBatch::pending(), 0u);
+   a->onEvent = nullptr;
+   tree->valueIs(4, 4);
+   EXPECT_EQ(b->events, (Events{"b:value(1)", "b:value(4)"}));
 }
 
 } // namespace

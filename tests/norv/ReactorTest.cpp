@@ -161,6 +161,7 @@ TEST(Reactors, NotificationsBeforeArmingArePickedUpByTheKeylessHandler) {
       t->valueIs(3, 30);
       t->valueDel(3);
       t->valueDel(1);
+      batch.close();
    }
    EXPECT_FALSE(m->copy.contains(3));
    EXPECT_FALSE(m->copy.contains(1));

@@ -3,19 +3,12 @@
 #include <sstream>
 
 #include "sim/Sim.h"
+#include "tests/sim/SimPlay.h"
 
 namespace {
 
-struct Outcome {
-   bool ok;
-   std::string out, err;
-};
-
 Outcome play(const std::string& text) {
-   std::ostringstream out, err;
-   Sim::Simulator sim(out);
-   const bool ok = sim.runText("mg.scn", text, err);
-   return {ok, out.str(), err.str()};
+   return ::play(text, "mg.scn");
 }
 
 // Input the driver would abort on is refused before anything is published.
@@ -54,6 +47,8 @@ TEST(MaskGroupSim, BadRulesAreScenarioErrors) {
 TEST(MaskGroupSim, PlacingNeedsAnUpChipAndAFreeWay) {
    Outcome r = play("device add 4\nrule place 4 1 1 1 0 0 1\n");
    EXPECT_EQ(r.err, "mg.scn:2: chip 4 is not up: its stages are not declared\n");
+   r = play("device add 4\ndevice up 4\ndevice down 4\nrule place 4 1 1 1 0 0 1\n");
+   EXPECT_EQ(r.err, "mg.scn:4: chip 4 is not up: its stages are not declared\n");
    const std::string place = "rule place 4 1 1 1 0 0 1 sip=3\n";
    r = play("device add 4\ndevice up 4\n" + place + place + place + place + place);
    EXPECT_FALSE(r.ok);

@@ -1,21 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <sstream>
-
-#include "sim/Sim.h"
+#include "tests/sim/SimPlay.h"
 
 namespace {
 
-struct Outcome {
-   bool ok;
-   std::string out, err;
-};
-
 Outcome play(const std::string& text) {
-   std::ostringstream out, err;
-   Sim::Simulator sim(out);
-   const bool ok = sim.runText("mgks.scn", text, err);
-   return {ok, out.str(), err.str()};
+   return ::play(text, "mgks.scn");
 }
 
 // What the driver would abort on, or would silently cut short, is refused with its line.

@@ -6,21 +6,15 @@
 #include <fstream>
 #include <sstream>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "norv/Errors.h"
 #include "sim/Sim.h"
+#include "tests/sim/SimPlay.h"
+#include "xdk/xpDeviceMgr.h"
 
 namespace {
-
-struct Outcome {
-   bool ok;
-   std::string out, err;
-};
-
-Outcome play(const std::string& text) {
-   std::ostringstream out, err;
-   Sim::Simulator sim(out);
-   const bool ok = sim.runText("t.scn", text, err);
-   return {ok, out.str(), err.str()};
-}
 
 TEST(SimInput, BadInputGivesFileLineAndAClearMessage) {
    const std::pair<const char*, const char*> cases[] = {
@@ -40,8 +34,26 @@ TEST(SimInput, BadInputGivesFileLineAndAClearMessage) {
        {"lag add Port-Channel1 Port-Channel2\n",
         "t.scn:1: a LAG member must be an Ethernet port\n"},
        {"end\n", "t.scn:1: 'end' without 'batch'\n"},
-       {"batch\ndevice add 1\n", "t.scn:2: 'batch' without 'end'\n"},
+       {"echo\nbatch\ndevice add 1\n", "t.scn:2: batch not closed\n"},
        {"clock +abc\n", "t.scn:1: bad time 'abc': not a number\n"},
+       {"clock nan\n", "t.scn:1: bad time 'nan': not a number\n"},
+       {"clock +inf\n", "t.scn:1: bad time 'inf': not a number\n"},
+       {"clock +infinity\n", "t.scn:1: bad time 'infinity': not a number\n"},
+       {"clock 0x1p3\n", "t.scn:1: bad time '0x1p3': not a number\n"},
+       {"clock +1e999\n", "t.scn:1: bad time '1e999': out of range\n"},
+       {"clock 1.5.\n", "t.scn:1: bad time '1.5.': not a number\n"},
+       {"device add 0\nl4 range src 0 80 80 1\nl4 request src 0 NaN\n",
+        "t.scn:3: bad request id 'NaN': not a number\n"},
+       {"device add 0\nprefix attempt src4 0 10.0.0.0/8 1\nprefix activate src4 0 -inf\n",
+        "t.scn:3: bad request id '-inf': not a number\n"},
+       {"device add 0x\n", "t.scn:1: bad device id '0x': not a number\n"},
+       {"device add +1\n", "t.scn:1: bad device id '+1': not a number\n"},
+       {"device add 0\nprefix attempt src4 0 10.1.2.3/8 1\n",
+        "t.scn:2: bad prefix '10.1.2.3/8': bits set beyond the length (did you mean "
+        "10.0.0.0/8?)\n"},
+       {"device add 0\nprefix attempt src6 0 2001:db8::1/32 1\n",
+        "t.scn:2: bad prefix '2001:db8::1/32': bits set beyond the length (did you mean "
+        "2001:db8::/32?)\n"},
        {"clock 5\nclock 4\n", "t.scn:2: time 4 is in the past\n"},
        {"trace text Foo/x\n", ""}, // message text belongs to the trace parser; checked below
    };
@@ -53,6 +65,13 @@ TEST(SimInput, BadInputGivesFileLineAndAClearMessage) {
       }
       EXPECT_EQ(r.err.rfind("t.scn:", 0), 0u) << r.err;
    }
+}
+
+// A number is the whole word: bytes after it, a NUL among them, make it no number.
+TEST(SimInput, NumberWithTrailingBytesIsRefused) {
+   using namespace std::string_literals;
+   const Outcome r = play("device add 1\0009\n"s);
+   EXPECT_EQ(r.err, "t.scn:1: bad device id '1\\09': not a number\n");
 }
 
 TEST(SimInput, StopsAtTheFirstErrorAndKeepsWhatRanBefore) {
@@ -70,6 +89,58 @@ TEST(SimInput, BatchDefersUntilEnd) {
    EXPECT_NE(second, std::string::npos);
 }
 
+// An error inside a batch is reported for its own line, and a batch left open is an error of
+// the line that opened it; either way what the batch deferred is discarded: the driver never
+// hears of the device coming up.
+TEST(SimInput, InterruptedOrUnclosedBatchIsDiscarded) {
+   const std::pair<const char*, const char*> cases[] = {
+       {"device add 1\nbatch\ndevice up 1\nbogus\nend\n",
+        "t.scn:4: unknown command 'bogus' (try 'help')\n"},
+       {"device add 1\nbatch\ndevice up 1\n", "t.scn:2: batch not closed\n"},
+   };
+   for (const auto& [text, expected] : cases) {
+      std::ostringstream out, err;
+      Sim::Simulator sim(out);
+      EXPECT_FALSE(sim.runText("t.scn", text, err));
+      EXPECT_EQ(err.str(), expected);
+      ASSERT_TRUE(sim.runText("u.scn", "show stages 1\n", err)) << err.str();
+      EXPECT_NE(out.str().find("stage status of chip 1: none"), std::string::npos) << text;
+   }
+}
+
+// A reactor of the library that raises one of its errors while a device notification is
+// delivered, as a handler does on a broken reinstantiation.
+class Raiser : public Norv::Reactor {
+public:
+   NORV_ENTITY("SimTest::Raiser")
+   class NorvDevices : public XpXdk::XpDeviceIdColl::NotifieeConst {
+   public:
+      using NotifieeConst::NotifieeConst;
+      void onDeviceId(const XpXdk::XpDeviceId&) override {
+         throw Norv::NameInUseError("device description in use");
+      }
+   };
+   explicit Raiser(Norv::Ptr<const XpXdk::XpDeviceIdColl> devices)
+       : notifiee_(this, std::move(devices)) {}
+
+private:
+   NorvDevices notifiee_;
+};
+
+// What the library raises while a batch is delivered is reported for the line of 'end', and
+// the changes that wait for the delivery are dropped with the rest of it.
+TEST(SimInput, LibraryErrorDuringDeliveryIsReportedForEnd) {
+   std::ostringstream out, err;
+   Sim::Simulator sim(out);
+   ASSERT_TRUE(sim.runText("t.scn", "device add 1\n", err));
+   Norv::Ptr<Raiser> raiser = new Raiser(sim.world().devices);
+   EXPECT_FALSE(sim.runText("t.scn", "batch\ndevice remove 1\n\nend\n", err));
+   EXPECT_EQ(err.str(), "t.scn:4: device description in use\n");
+   EXPECT_TRUE(xpDeviceMgr::instance()->isAdded(1)); // the driver never heard it went
+   raiser = nullptr;
+   EXPECT_FALSE(sim.runText("u.scn", "end\n", err)); // and the batch is closed
+}
+
 std::string runBinary(const std::string& args, int* status) {
    std::string out;
    FILE* p = popen((std::string(XPACL_SIM_PATH) + " " + args + " 2>&1").c_str(), "r");
@@ -80,16 +151,132 @@ std::string runBinary(const std::string& args, int* status) {
    return out;
 }
 
-TEST(SimBinary, MissingFileAndBadArgumentsExitNonZero) {
+TEST(SimBinary, UnreadableFilesAndBadArgumentsExitNonZero) {
    int status = 0;
    EXPECT_EQ(runBinary("/nonexistent.scn", &status),
-             "/nonexistent.scn:0: cannot open scenario file\n");
-   EXPECT_NE(status, 0);
+             "/nonexistent.scn: cannot read the scenario: No such file or directory\n");
+   EXPECT_EQ(WEXITSTATUS(status), 1);
+   EXPECT_EQ(runBinary("/tmp", &status), "/tmp: cannot read the scenario: Is a directory\n");
+   EXPECT_EQ(WEXITSTATUS(status), 1);
+   if (::geteuid() != 0) { // root reads anything
+      const auto path = std::filesystem::temp_directory_path() /
+                        ("simtest-unreadable-" + std::to_string(::getpid()) + ".scn");
+      std::ofstream(path) << "echo hi\n";
+      std::filesystem::permissions(path, std::filesystem::perms::none);
+      EXPECT_EQ(runBinary(path.string(), &status),
+                path.string() + ": cannot read the scenario: Permission denied\n");
+      std::filesystem::remove(path);
+   }
    runBinary("a b", &status);
    EXPECT_NE(status, 0);
 }
 
 // Every scenario under tests/scenarios plays to exactly its expected output.
+// Plays `text` through the binary (an abort must not take the test down with it).
+std::string playBinary(const std::string& text, int* status) {
+   const auto path = std::filesystem::temp_directory_path() /
+                     ("simtest-" + std::to_string(::getpid()) + ".scn");
+   std::ofstream(path, std::ios::binary) << text;
+   std::string out = runBinary(path.string(), status);
+   std::filesystem::remove(path);
+   const std::string prefix = path.string() + ":";
+   for (size_t at; (at = out.find(prefix)) != std::string::npos;)
+      out.replace(at, prefix.size(), "t.scn:");
+   return out;
+}
+
+std::string lastLine(std::string s) {
+   while (!s.empty() && s.back() == '\n')
+      s.pop_back();
+   const auto nl = s.rfind('\n');
+   return nl == std::string::npos ? s : s.substr(nl + 1);
+}
+
+// What one batch changes reaches the driver as one notification per key, after the batch: the
+// simulator refuses what the driver could not follow and holds back what must wait for it.
+TEST(SimBinary, BatchesNeverFeedTheDriverWhatItCannotFollow) {
+   const std::string up = "device add 1\ndevice up 1\n";
+   const std::string flip =
+       "t.scn:5: device 1 was up when this batch opened and changed since: the driver would "
+       "get "
+       "both changes as one notification and miss them (close the batch first)";
+   const std::string readd = "t.scn:5: device 1 was removed in this batch and leaves the chip "
+                             "model only when the batch is delivered (close the batch before "
+                             "adding it again)";
+   const std::string noIndex =
+       "t.scn:6: every active prefix needs an index from the driver, and the driver has not "
+       "yet "
+       "heard of this batch's changes to src4 on chip 1 (close the batch first)";
+   const std::pair<std::string, std::string> refused[] = {
+       {up + "batch\ndevice down 1\ndevice up 1\nend\n", flip},
+       {"device add 1\nbatch\ndevice up 1\ndevice down 1\nend\n",
+        "t.scn:4: device 1 was down when this batch opened and changed since: the driver would "
+        "get both changes as one notification and miss them (close the batch first)"},
+       {up + "batch\ndevice remove 1\ndevice add 1\nend\n", readd},
+       // The guard would have read allocations the driver makes only when the batch arrives.
+       {up + "prefix attempt src4 1 10.0.0.0/8 7\nprefix request attempted src4 1 1\n" +
+            "prefix activate src4 1 2\nbatch\nprefix drop src4 1 10.0.0.0/8\n" +
+            "prefix request attempted src4 1 3\nprefix request active src4 1 4\nend\n",
+        "t.scn:9: every active prefix needs an index from the driver, and the driver has not "
+        "yet "
+        "heard of this batch's changes to src4 on chip 1 (close the batch first)"},
+       {up + "batch\nprefix attempt src4 1 10.0.0.0/8 7\nprefix request attempted src4 1 1\n" +
+            "prefix activate src4 1 2\nend\n",
+        noIndex},
+       // The range would be handled first, with the device already up, and then the device.
+       {up + "device down 1\nbatch\nl4 range src 1 80 80 1\ndevice up 1\nend\n",
+        "t.scn:6: chip 1's configuration changed earlier in this batch, and the driver would "
+        "read it with the device already up (change the device first, or close the batch "
+        "before it)"},
+       {up + "device down 1\nbatch\nrule add 1 1 2 100 7 1 24 0 3 prio=5\ndevice up 1\nend\n",
+        "t.scn:6: chip 1's configuration changed earlier in this batch, and the driver would "
+        "read it with the device already up (change the device first, or close the batch "
+        "before it)"},
+       {"batch\ndevice add 1\nprefix attempt src4 1 10.0.0.0/8 7\ndevice up 1\nend\n",
+        "t.scn:4: chip 1's configuration changed earlier in this batch, and the driver would "
+        "read it with the device already up (change the device first, or close the batch "
+        "before it)"},
+       {up + "seprofile config 1 4 2 16 3\nbatch\nseprofile remove 1 4\n" +
+            "seprofile config 1 4 2 16 3\nend\n",
+        "t.scn:6: rule list 4 on chip 1 was removed in this batch, and the driver would see "
+        "its "
+        "configuration replaced rather than removed and added (close the batch first)"},
+       {"device add 1\nbatch\ndevice up 1\nseprofile config 1 1 2 16 3\nend\n",
+        "t.scn:4: device 1 changed in this batch, and the driver publishes or withdraws its "
+        "SE-profile configuration only when it hears of it (close the batch first)"},
+   };
+   for (const auto& [text, expected] : refused) {
+      int status = 0;
+      const std::string out = playBinary(text, &status);
+      EXPECT_EQ(lastLine(out), expected) << text;
+      EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << text << out;
+   }
+   // Deferred, not refused: the chip model drops a removed device after the driver has taken
+   // its entries off it.
+   const std::string accepted[] = {
+       up + "l4 range src 1 80 80 1\nl4 request src 1 1\nprefix attempt src4 1 10.0.0.0/8 7\n" +
+           "prefix request attempted src4 1 1\nprefix activate src4 1 2\n" +
+           "batch\ndevice remove 1\nend\nshow common\n",
+       up + "batch\nintf add Ethernet1 1\ndevice down 1\nend\nbatch\ndevice up 1\nend\n",
+       "batch\ndevice add 1\ndevice up 1\nend\nshow stages 1\n",
+       up + "device down 1\nbatch\ndevice up 1\nl4 range src 1 80 80 1\nend\n",
+   };
+   for (const auto& text : accepted) {
+      int status = 0;
+      const std::string out = playBinary(text, &status);
+      EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << text << out;
+   }
+}
+
+// After 'device remove', nothing says an interface still lives there.
+TEST(SimInput, RemovedDeviceTakesItsInterfaces) {
+   const Outcome r = play("device add 1\ndevice add 2\nintf add Ethernet1 1\ndevice remove 1\n"
+                          "show common\nintf add Ethernet1 2\nintf remove Ethernet1\n"
+                          "intf remove Ethernet1\n");
+   EXPECT_EQ(r.out.find("Ethernet1 device 1"), std::string::npos) << r.out;
+   EXPECT_EQ(r.err, "t.scn:8: interface Ethernet1 is on no device\n");
+}
+
 TEST(SimBinary, ScenariosMatchTheirExpectedOutput) {
    namespace fs = std::filesystem;
    const fs::path dir = fs::path(XPACL_SOURCE_DIR) / "tests" / "scenarios";
@@ -111,11 +298,35 @@ TEST(SimBinary, ScenariosMatchTheirExpectedOutput) {
    EXPECT_GT(checked, 0);
 }
 
-TEST(SimBinary, BuiltInScenarioRuns) {
+TEST(SimBinary, DashReadsTheScenarioFromStandardInput) {
+   int status = 0;
+   EXPECT_EQ(
+       runBinary("- 2>&1 < " + std::string(XPACL_SOURCE_DIR) + "/tests/sim/stdin.scn", &status),
+       "from stdin\n<stdin>:3: unknown command 'bogus' (try 'help')\n");
+   EXPECT_EQ(WEXITSTATUS(status), 1);
+}
+
+// The built-in scenario shows each of its commands, in order, just before what it prints.
+TEST(SimBinary, BuiltInScenarioRunsAndEchoesItsCommands) {
    int status = 0;
    const std::string out = runBinary("", &status);
    EXPECT_EQ(status, 0) << out;
    EXPECT_NE(out.find("== agent"), std::string::npos);
+   std::istringstream script(Sim::builtinScenario());
+   size_t at = 0, commands = 0;
+   for (std::string line; std::getline(script, line);) {
+      std::istringstream in(line.substr(0, line.find('#')));
+      std::string shown, w;
+      while (in >> w)
+         shown += " " + w;
+      if (shown.empty() || shown.starts_with(" echo ")) continue;
+      const auto found = out.find("\n>" + shown + "\n", at);
+      ASSERT_NE(found, std::string::npos) << "not echoed in order: " << shown;
+      at = found + 1;
+      ++commands;
+   }
+   EXPECT_GT(commands, 20u);
+   EXPECT_EQ(out.find("> echo"), std::string::npos);
 }
 
 } // namespace

@@ -339,6 +339,32 @@ TEST_F(MgTableHelperTest, UnknownChipStageOrCapabilityAborts) {
                 "Assertion `chipHwCapability' failed");
 }
 
+// What the helper knows of a stage's table follows the stage status.
+TEST_F(MgTableHelperTest, AChangedStageLayoutIsFollowed) {
+   add(Key(0, 1), rule(3, 1, false));
+   EXPECT_TRUE(mgModel()->validEntry(1, 2, 1));
+   auto chipStatus = w.stageStatus->aaclChipStageStatus(chip);
+   const AaclLdeMgTableLookupDesc old =
+       chipStatus->aaclStageDescriptor(Orim::StageId(2))->ldeMgTableLookupDesc();
+   chipStatus->aaclStageDescriptorDel(Orim::StageId(2));
+   chipStatus->aaclStageDescriptorIs(
+       Orim::StageId(2), AaclLdeMgTableLookupDesc(old.ldeId(), AaclMgTableId(7),
+                                                  old.mgksTableId(), old.ldeSeProfileSet()));
+   add(Key(0, 2), rule(3, 2, false));
+   EXPECT_TRUE(mgModel()->validEntry(1, 7, 2));
+   EXPECT_FALSE(mgModel()->validEntry(1, 2, 2));
+   // The chip's stage status goes: the helper no longer knows the stage.
+   w.stageStatus->aaclChipStageStatusDel(chip);
+   EXPECT_DEATH(add(Key(0, 3), rule(3, 3, false)), "Assertion `aaclChipStageStatus' failed");
+   // A new one is watched as the old one was.
+   auto fresh = w.stageStatus->aaclChipStageStatusIs(chip);
+   fresh->aaclStageDescriptorIs(Orim::StageId(2), old);
+   add(Key(0, 4), rule(3, 4, false));
+   EXPECT_TRUE(mgModel()->validEntry(1, 2, 4));
+   fresh->aaclStageDescriptorDel(Orim::StageId(2));
+   EXPECT_DEATH(add(Key(0, 5), rule(3, 5, false)), "Assertion `aaclStageDescriptor' failed");
+}
+
 // The error line names the call as written in the helper.
 std::string apiError(const std::string& call) {
    std::string re;

@@ -162,6 +162,28 @@ TEST_F(MgTableSmTest, AKeyDeletedWhileTheDeviceIsAwayCostsNoHardwareCall) {
    EXPECT_EQ(w.stageSm(1, 2)->entryIndexCount(), 2u);
 }
 
+TEST_F(MgTableSmTest, ADeviceThatLeavesTakesItsCountersWithIt) {
+   w.chipUp(1);
+   w.chipUp(2);
+   w.start();
+   w.table(1, 2)->tableIs(Key(0, 1), rule(3, 1, true));
+   w.table(1, 2)->tableIs(Key(0, 2), rule(3, 2, true));
+   w.table(2, 2)->tableIs(Key(0, 1), rule(3, 1, true));
+   w.devices->deviceIdDel(XpXdk::XpDeviceId(1));
+   xpDeviceMgr::instance()->removeDevice(1);
+   EXPECT_FALSE(w.helper->isCounterAttached(Orim::ChipId(1), aclIdOf(3), 1));
+   EXPECT_TRUE(w.helper->isCounterAttached(Orim::ChipId(2), aclIdOf(3), 1));
+   EXPECT_EQ(w.helper->freeCounterIndexCount(), 4094u);
+   // The poll asks only the device that is there.
+   acmModel()->resetCounters();
+   Norv::activityManager().advanceBy(1.0);
+   EXPECT_EQ(acmModel()->calls("getCounterValue"), 1u);
+   // Back, its rules are counted again.
+   w.chipUp(1);
+   EXPECT_TRUE(w.helper->isCounterAttached(Orim::ChipId(1), aclIdOf(3), 2));
+   EXPECT_EQ(w.helper->counterIndexCount(), 3u);
+}
+
 TEST_F(MgTableSmTest, AStageOrChipConfigurationThatGoesTakesItsEntries) {
    w.chipUp(1);
    w.start();
@@ -302,18 +324,26 @@ TEST(MgTableSmRandom, HistoryEndsWhereAColdStartBegins) {
          w.chipUp(2);
          w.start();
          std::unique_ptr<Norv::NotificationBatch> batch;
+         // A batch delivers what it deferred only when it is closed.
+         auto closeBatch = [&batch] {
+            if (batch) batch->close();
+            batch.reset();
+         };
          for (int step = 0; step < 600; ++step) {
             const uint32_t chip = 1 + pick(2);
             const uint32_t stage = pick(3);
             const uint32_t op = pick(100);
             if (op < 3) {
                // The device leaves the chip model and comes back.
-               batch.reset();
+               closeBatch();
                w.devices->deviceIdDel(XpXdk::XpDeviceId(static_cast<uint8_t>(chip)));
                xpDeviceMgr::instance()->removeDevice(static_cast<uint8_t>(chip));
                w.chipUp(static_cast<uint8_t>(chip));
             } else if (op < 6) {
-               batch = batch ? nullptr : std::make_unique<Norv::NotificationBatch>();
+               if (batch)
+                  closeBatch();
+               else
+                  batch = std::make_unique<Norv::NotificationBatch>();
             } else if (op < 8) {
                if (auto c = w.dataFlow->chipDataFlowConfig(Orim::ChipId(chip)))
                   c->stageHashTableDel(Orim::StageId(stage));
@@ -328,7 +358,7 @@ TEST(MgTableSmRandom, HistoryEndsWhereAColdStartBegins) {
                }
             }
          }
-         batch.reset();
+         closeBatch();
          history = chipImage({1, 2});
          finalState = w.dataFlow;
       }

@@ -133,6 +133,7 @@ TEST_F(SeProfileMgrTest, KeysAlreadyGoneWhenTheBatchIsDelivered) {
       w.seConfig->chipSeProfileConfig(chip)
           ->configEntry(Orim::ChipRuleListId(2))
           ->maskGroupDescriptorDel(Orim::StageId(0));
+      batch.close();
    }
    EXPECT_FALSE(w.seStatus->chipSeProfileStatus(chip)->statusEntry(Orim::ChipRuleListId(1)));
    EXPECT_TRUE(w.seStatus->chipSeProfileStatus(chip)->statusEntry(Orim::ChipRuleListId(2)));

@@ -147,6 +147,11 @@ MgTableHelper::MgTableHelper(Norv::Ptr<const AaclStageStatus> aaclStageStatus,
                              Norv::Ptr<const Orim::HwCapabilityColl> hwCapabilityColl)
     : aaclStageStatus_(std::move(aaclStageStatus)),
       hwCapabilityColl_(std::move(hwCapabilityColl)) {
+   for (auto& row : stageMgTable_)
+      row.fill(-1);
+   if (aaclStageStatus_) {
+      norvStageStatus_ = std::make_unique<NorvStageStatus>(this, aaclStageStatus_);
+   }
    handleInitialized();
 }
 
@@ -174,6 +179,26 @@ void MgTableHelper::activeEntryCntAtStageDec(uint32_t mgTableId, uint32_t n) {
 }
 
 uint32_t MgTableHelper::mgTableIdOf(XpXdk::XpDeviceId deviceId, Orim::StageId stageId) const {
+   const uint32_t dev = deviceId.value();
+   const uint32_t stage = stageId.value();
+   // While a batch is open, notifications wait, and so would the row's invalidation.
+   if (dev >= kCachedDevices || stage >= kCachedStages || Norv::detail::batchOpen()) {
+      return lookUpMgTableId(deviceId, stageId);
+   }
+   int16_t& known = stageMgTable_[dev][stage];
+   if (known < 0) known = static_cast<int16_t>(lookUpMgTableId(deviceId, stageId));
+   return static_cast<uint32_t>(known);
+}
+
+void MgTableHelper::forgetStages(const Orim::ChipId& chipId, bool chipReplaced) const {
+   const uint32_t dev = XpXdk::deviceIdOf(chipId).value();
+   if (chipId.value() != dev || dev >= kCachedDevices) return;
+   stageMgTable_[dev].fill(-1);
+   if (chipReplaced) norvChipStageStatus_[dev].reset();
+}
+
+uint32_t MgTableHelper::lookUpMgTableId(XpXdk::XpDeviceId deviceId,
+                                        Orim::StageId stageId) const {
    // Plain pointers into the collections: nothing here outlives the call.
    const auto* chipMember =
        aaclStageStatus_->aaclChipStageStatusColl().storage().find(XpXdk::chipIdOf(deviceId));
@@ -183,6 +208,15 @@ uint32_t MgTableHelper::mgTableIdOf(XpXdk::XpDeviceId deviceId, Orim::StageId st
        aaclChipStageStatus->aaclStageDescriptorColl().storage().find(stageId);
    const AaclStageDescriptor* aaclStageDescriptor = stageMember ? stageMember->ptr() : nullptr;
    NORV_ASSERT(aaclStageDescriptor);
+   // Watch the chip's stages from now on, so that a change drops what is known of them.
+   const uint32_t dev = deviceId.value();
+   if (dev < kCachedDevices &&
+       (!norvChipStageStatus_[dev] ||
+        norvChipStageStatus_[dev]->notifier().ptr() != aaclChipStageStatus)) {
+      norvChipStageStatus_[dev] = std::make_unique<NorvChipStageStatus>(
+          const_cast<MgTableHelper*>(this),
+          Norv::Ptr<const AaclChipStageStatus>(aaclChipStageStatus));
+   }
    return aaclStageDescriptor->ldeMgTableLookupDesc().mgTableId().value();
 }
 
@@ -293,6 +327,23 @@ void MgTableHelper::removeEntry(XpXdk::XpDeviceId devId, Orim::StageId stageId,
    }
    freeCounterIndexPush(cIndex);
    NORV_TRACE(5, "removeEntry Deleting counter index {}", cIndex);
+}
+
+void MgTableHelper::forgetCounters(XpXdk::XpDeviceId deviceId) {
+   NORV_TRACE(8, "MgTableHelper:: deviceId {}", deviceId);
+   std::vector<std::pair<CounterEntryKey, uint16_t>> gone;
+   for (auto it = counterIndex_.begin(); it; ++it) {
+      if (it.key().deviceId() == deviceId) gone.emplace_back(it.key(), it.value());
+   }
+   for (const auto& [ruleKey, cIndex] : gone) {
+      counterIndexDel(ruleKey);
+      aclHitCountDel(cIndex);
+      if (const CounterEntryKey* owner = counterEntryKey_.find(cIndex);
+          owner && *owner == ruleKey) {
+         counterEntryKeyDel(cIndex);
+         freeCounterIndexPush(cIndex);
+      }
+   }
 }
 
 uint32_t MgTableHelper::doUpdateAclCounters() {

@@ -3,7 +3,9 @@
 // The one object that writes the chip's mask-group tables: the key and control data of each
 // rule, its priority and its hit counter, and the dump of a stage's table.
 #include <algorithm>
+#include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -17,6 +19,7 @@
 #include "platform/OrimRule.h"
 #include "platform/XpXdk.h"
 #include "xdk/xpAaclMgTableMgr.h"
+#include "xpacl/XpAclExport.h"
 #include "xpacl/model/XpAclStageStatus.h"
 
 class xpAcmBankMgr;
@@ -26,20 +29,18 @@ namespace XpAcl {
 // Counter index 0 means no counter, so indices run 1 .. kMaxCounterIndex - 1.
 inline constexpr uint32_t kMaxCounterIndex = 4096;
 
-// A collection keyed by a counter index. The indices are few and bounded, so members sit in
-// an array by index: the counter path finds them without hashing.
-template <class V, size_t N>
+// A collection keyed by a small bounded index (a counter index, an MG table id). The indices
+// are few, so members sit in an array by index: the per-rule path finds them without hashing.
+template <class V, size_t N, class K = uint16_t>
 class CounterIndexColl {
 public:
    CounterIndexColl() : slots_(N) {}
-   const V* find(uint16_t k) const {
-      return k < N && slots_[k].present ? &slots_[k].value : nullptr;
-   }
-   V* find(uint16_t k) { return k < N && slots_[k].present ? &slots_[k].value : nullptr; }
-   bool contains(uint16_t k) const { return find(k) != nullptr; }
+   const V* find(K k) const { return k < N && slots_[k].present ? &slots_[k].value : nullptr; }
+   V* find(K k) { return k < N && slots_[k].present ? &slots_[k].value : nullptr; }
+   bool contains(K k) const { return find(k) != nullptr; }
    size_t size() const { return count_; }
    // The member at k, created as v when absent; whether it was created.
-   std::pair<V*, bool> insert(uint16_t k, const V& v) {
+   std::pair<V*, bool> insert(K k, const V& v) {
       NORV_ASSERT(k < N);
       Slot& s = slots_[k];
       const bool created = !s.present;
@@ -50,7 +51,7 @@ public:
       }
       return {&s.value, created};
    }
-   bool erase(uint16_t k) {
+   bool erase(K k) {
       if (k >= N || !slots_[k].present) return false;
       slots_[k] = Slot{};
       --count_;
@@ -70,17 +71,17 @@ private:
    size_t count_ = 0;
 };
 
-// The accessors and mutators of a collection attribute kept in a CounterIndexColl.
-#define XPACL_COUNTER_INDEX_COLL(name, V)                                                      \
+// The accessors and mutators of a collection attribute kept in a CounterIndexColl of N slots.
+#define XPACL_INDEX_COLL(name, K, V, N)                                                        \
 public:                                                                                        \
-   V name(uint16_t k) const {                                                                  \
+   V name(K k) const {                                                                         \
       const V* p = name##_.find(k);                                                            \
       return p ? *p : V{};                                                                     \
    }                                                                                           \
-   void name##Is(uint16_t k, const V& v) {                                                     \
+   void name##Is(K k, const V& v) {                                                            \
       *name##_.insert(k, v).first = v;                                                         \
    }                                                                                           \
-   void name##Del(uint16_t k) {                                                                \
+   void name##Del(K k) {                                                                       \
       name##_.erase(k);                                                                        \
    }                                                                                           \
    void name##DelAll() {                                                                       \
@@ -89,12 +90,12 @@ public:                                                                         
    size_t name##Count() const {                                                                \
       return name##_.size();                                                                   \
    }                                                                                           \
-   const CounterIndexColl<V, kMaxCounterIndex>& name##Coll() const {                           \
+   const CounterIndexColl<V, N, K>& name##Coll() const {                                       \
       return name##_;                                                                          \
    }                                                                                           \
                                                                                                \
 private:                                                                                       \
-   CounterIndexColl<V, kMaxCounterIndex> name##_;
+   CounterIndexColl<V, N, K> name##_;
 
 // One counted rule on one device.
 class CounterEntryKey {
@@ -149,10 +150,10 @@ public:
    // Plain collections on the per-rule path: nothing watches them and their order plays no
    // part, so they are flat maps.
    NORV_PLAIN_COLL(counterIndex, CounterIndex, CounterEntryKey, uint16_t, Norv::FlatHashMap)
-   XPACL_COUNTER_INDEX_COLL(counterEntryKey, CounterEntryKey)
-   XPACL_COUNTER_INDEX_COLL(aclHitCount, uint32_t)
-   NORV_PLAIN_COLL(activeEntryCntAtStage, ActiveEntryCntAtStage, uint32_t, uint32_t,
-                   Norv::FlatHashMap)
+   XPACL_INDEX_COLL(counterEntryKey, uint16_t, CounterEntryKey, kMaxCounterIndex)
+   XPACL_INDEX_COLL(aclHitCount, uint16_t, uint32_t, kMaxCounterIndex)
+   // MG table ids are 8-bit, so a slot per id.
+   XPACL_INDEX_COLL(activeEntryCntAtStage, uint32_t, uint32_t, 256)
 public:
    void activeEntryCntAtStageInc(uint32_t mgTableId, uint32_t n);
    // Deletes the member when it reaches 0.
@@ -180,13 +181,17 @@ public:
    // Empties the key's position and frees the counter its entry had.
    void removeEntry(XpXdk::XpDeviceId devId, Orim::StageId stageId,
                     const Orim::PerStageHashTableKey& perStageHashTableKey);
+   // Forgets the counters of a device that went away, without touching it: they go back to
+   // the pool, and the device's rules get counters again when they are written again.
+   void forgetCounters(XpXdk::XpDeviceId deviceId);
    // Adds what every attached counter counted since the last read; returns 0.
-   uint32_t doUpdateAclCounters();
-   uint32_t getDeltaCounter(const Orim::ChipId& chipId, const Orim::AclId& aclId,
-                            uint32_t ruleId);
-   bool isCounterAttached(const Orim::ChipId& chipId, const Orim::AclId& aclId,
-                          uint32_t ruleId) const;
-   void doShowTblEntries(int fd, XpXdk::XpDeviceId deviceId, Orim::StageId stageId) const;
+   XPACL_EXPORT uint32_t doUpdateAclCounters();
+   XPACL_EXPORT uint32_t getDeltaCounter(const Orim::ChipId& chipId, const Orim::AclId& aclId,
+                                         uint32_t ruleId);
+   XPACL_EXPORT bool isCounterAttached(const Orim::ChipId& chipId, const Orim::AclId& aclId,
+                                       uint32_t ruleId) const;
+   XPACL_EXPORT void doShowTblEntries(int fd, XpXdk::XpDeviceId deviceId,
+                                      Orim::StageId stageId) const;
 
    static uint32_t hwIndex(const Orim::PerStageHashTableKey& key) {
       return (key.way() << kWayShift) + key.hashIndex();
@@ -195,14 +200,49 @@ public:
 private:
    // The MG table of the stage; asserts that the chip and the stage are known.
    uint32_t mgTableIdOf(XpXdk::XpDeviceId deviceId, Orim::StageId stageId) const;
+   uint32_t lookUpMgTableId(XpXdk::XpDeviceId deviceId, Orim::StageId stageId) const;
    static xpAcmBankMgr* acmBankMgr();
+   // Forgets the MG tables known for the chip's stages.
+   void forgetStages(const Orim::ChipId& chipId, bool chipReplaced) const;
+
+   // The MG table of each stage as last looked up, for the rows of devices below kCachedDevices
+   // and stages below kCachedStages (-1: not known). The stage status is watched: a change of
+   // a chip's stages drops the chip's row.
+   static constexpr uint32_t kCachedDevices = 64;
+   static constexpr uint32_t kCachedStages = 8;
+   class NorvStageStatus : public AaclStageStatus::NotifieeConst {
+   public:
+      NorvStageStatus(MgTableHelper* helper, Norv::Ptr<const AaclStageStatus> status)
+          : NotifieeConst(helper, std::move(status)), helper_(helper) {}
+      void onAaclChipStageStatus(const Orim::ChipId& chipId) override {
+         helper_->forgetStages(chipId, true);
+      }
+
+   private:
+      MgTableHelper* helper_;
+   };
+   class NorvChipStageStatus : public AaclChipStageStatus::NotifieeConst {
+   public:
+      NorvChipStageStatus(MgTableHelper* helper, Norv::Ptr<const AaclChipStageStatus> status)
+          : NotifieeConst(helper, std::move(status)), helper_(helper) {}
+      void onAaclStageDescriptor(const Orim::StageId&) override {
+         helper_->forgetStages(notifier()->chipId(), false);
+      }
+
+   private:
+      MgTableHelper* helper_;
+   };
+   mutable std::array<std::array<int16_t, kCachedStages>, kCachedDevices> stageMgTable_;
+   mutable std::array<std::unique_ptr<NorvChipStageStatus>, kCachedDevices>
+       norvChipStageStatus_;
+   std::unique_ptr<NorvStageStatus> norvStageStatus_;
 
    Norv::Ptr<const AaclStageStatus> aaclStageStatus_;
    Norv::Ptr<const Orim::HwCapabilityColl> hwCapabilityColl_;
    Norv::LinkStack<uint16_t> freeCounterIndex_;
 };
 
-Norv::Ptr<MgTableHelper>
+XPACL_EXPORT Norv::Ptr<MgTableHelper>
 mgTableHelperFactory(Norv::Ptr<const AaclStageStatus> aaclStageStatus,
                      Norv::Ptr<const Orim::HwCapabilityColl> hwCapabilityColl);
 

@@ -94,6 +94,8 @@ void MgTableSm::handleXpDevice(const XpXdk::XpDeviceId& deviceId) {
       it.value()->initializedIs(false);
    }
    chipDataFlowSm->initializedIs(false);
+   // Its counters are gone too: polling them would ask a device that is not there.
+   mgTableHelper_->forgetCounters(deviceId);
 }
 
 void MgTableSm::handleChipDataFlowConfig(const Orim::ChipId& chipId) {

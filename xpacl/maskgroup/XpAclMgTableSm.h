@@ -11,6 +11,7 @@
 #include "norv/Reactor.h"
 #include "platform/OrimDataFlow.h"
 #include "platform/XpXdk.h"
+#include "xpacl/XpAclExport.h"
 #include "xpacl/maskgroup/XpAclMgTableHelper.h"
 
 namespace XpAcl {
@@ -160,8 +161,9 @@ private:
    Norv::ClockNotifiee poll_;
 };
 
-Norv::Ptr<MgTableSm> mgTableSmFactory(Norv::Ptr<const XpXdk::XpDeviceIdColl> activeXpDeviceColl,
-                                      Norv::Ptr<const Orim::DataFlowConfig> dataFlowConfig,
-                                      Norv::Ptr<MgTableHelper> mgTableHelper);
+XPACL_EXPORT Norv::Ptr<MgTableSm>
+mgTableSmFactory(Norv::Ptr<const XpXdk::XpDeviceIdColl> activeXpDeviceColl,
+                 Norv::Ptr<const Orim::DataFlowConfig> dataFlowConfig,
+                 Norv::Ptr<MgTableHelper> mgTableHelper);
 
 } // namespace XpAcl

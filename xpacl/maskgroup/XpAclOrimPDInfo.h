@@ -9,13 +9,14 @@
 #include "norv/Attributes.h"
 #include "platform/OrimPDHashing.h"
 #include "platform/XpXdk.h"
+#include "xpacl/XpAclExport.h"
 #include "xpacl/maskgroup/XpAclMgTableHelper.h"
 
 namespace XpAcl {
 
 // One device's hashing function. The hash is the chip's own over the very key that the
 // helper writes, so a rule placed where getHash says is where the chip looks for it.
-class Xp80PDHashingFunction : public Orim::PDHashingFunction {
+class XPACL_EXPORT Xp80PDHashingFunction : public Orim::PDHashingFunction {
 public:
    NORV_ENTITY("XpAcl::Xp80PDHashingFunction")
    Xp80PDHashingFunction(const XpXdk::XpDeviceId& deviceId,
@@ -60,9 +61,9 @@ public:
                     Xp80PDHashingFunction, Norv::HashMap)
 };
 
-Norv::Ptr<Xp80PDHashingFunction>
+XPACL_EXPORT Norv::Ptr<Xp80PDHashingFunction>
 xp80PDHashingFunctionFactory(const XpXdk::XpDeviceId& deviceId,
                              Norv::Ptr<MgTableHelper> mgTableHelper);
-Norv::Ptr<Xp80PDInfo> xp80PDInfoFactory();
+XPACL_EXPORT Norv::Ptr<Xp80PDInfo> xp80PDInfoFactory();
 
 } // namespace XpAcl

@@ -82,7 +82,7 @@ public:
          ldeSeProfileSet_(ldeSeProfileSet) {}
    AaclLdeMgTableLookupDesc(XpXdk::XpLdeId ldeId, AaclMgTableId mgTableId,
                             AaclMgksTableId mgksTableId,
-                            const Norv::Ptr<const AaclSeProfileSet>& ldeSeProfileSet)
+                            const AaclSeProfileSet* ldeSeProfileSet)
        : ldeId_(ldeId), mgTableId_(mgTableId), mgksTableId_(mgksTableId) {
       if (ldeSeProfileSet) ldeSeProfileSet_ = *ldeSeProfileSet;
    }

@@ -55,8 +55,9 @@ void AaclChipStageMgrSm::doSetupAaclStages() {
    for (const auto& [stageId, ldeId] : stages) {
       // A missing set still describes the stage; choosing a profile there is what fails.
       Norv::Ptr<const AaclSeProfileSet> ldeSeProfileSet = info.ldeSeProfileSet(ldeId);
-      const AaclLdeMgTableLookupDesc lookupDesc(
-          ldeId, info.ldeIdToMgTableId(ldeId), info.ldeIdToMgksTableId(ldeId), ldeSeProfileSet);
+      const AaclLdeMgTableLookupDesc lookupDesc(ldeId, info.ldeIdToMgTableId(ldeId),
+                                                info.ldeIdToMgksTableId(ldeId),
+                                                ldeSeProfileSet.ptr());
       auto stageDescriptor = aaclChipStageStatus_->aaclStageDescriptorIs(stageId, lookupDesc);
 
       uint32_t numOfEntry = 0;
