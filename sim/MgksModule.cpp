@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "sim/Sim.h"
@@ -87,6 +88,21 @@ void ruleListKey(Simulator& s, const Args& a) {
    const Orim::ChipRuleListId ruleList = ruleListArg(a, 5);
    a.atMost(6);
    auto config = dataFlow(s)->chipDataFlowConfigIs(chip);
+   // The chip matches on index, table type and direction only: two keys apart in nothing else
+   // would share one entry, and withdrawing one would take the other's entry too.
+   const auto match = [](const Orim::ChipRuleListIdKey& k) {
+      const auto codes = mgksAclTypeCodes(k.tableType());
+      return codes
+                 ? std::make_tuple(k.hwAclIndex(), codes->pktType, codes->aclType,
+                                   k.direction())
+                 : std::make_tuple(k.hwAclIndex(), uint8_t(0xff), uint8_t(0xff), k.direction());
+   };
+   for (auto it = config->chipRuleListKeyToIdColl().begin(); it; ++it) {
+      if (it.key() != key && mgksAclTypeCodes(key.tableType()) &&
+          match(it.key()) == match(key)) {
+         throw Error(keyText(key) + " would share its MGKS entry with " + keyText(it.key()));
+      }
+   }
    if (auto cfg = config->chipRuleListCfg(ruleList)) {
       for (auto it = cfg->stageMgColl().begin(); it; ++it)
          checkRoom(s, chip, key, it.key());

@@ -26,6 +26,8 @@ TEST(MgksSim, BadInputIsAScenarioError) {
        {"rulelist mg 4 7 1 0 0\nrulelist unmg 4 7 2\n",
         "mgks.scn:4: rule list 7 on chip 4 has no mask group at stage 2\n"},
        {"rulelist key 4 1 6 1 in 7 extra\n", "mgks.scn:3: unexpected 'extra'\n"},
+       {"rulelist key 4 1 6 1 in 7\nrulelist key 4 1 17 1 in 8\n",
+        "mgks.scn:4: key 1 17 1 in would share its MGKS entry with key 1 6 1 in\n"},
    };
    for (const auto& [line, expected] : cases) {
       const Outcome r = play(up + line);

@@ -176,13 +176,18 @@ TEST_P(MgksConvergenceTest, AnyOrderEndsAsAColdStart) {
          w.startSeProfileMgr();
       }
       std::optional<Norv::NotificationBatch> batch;
+      auto closeBatch = [&] {
+         if (!batch) return;
+         batch->close();
+         batch.reset();
+      };
       for (int step = 0; step < 600; ++step) {
          const uint32_t op = pick(100);
          const uint32_t rl = 1 + pick(kRuleLists);
          if (op < 3) {
             // Delivered at once: the SE-profile manager cannot take a chip's stages replaced
             // by another entity within one batch.
-            batch.reset();
+            closeBatch();
             w.w.stageStatus->aaclChipStageStatus(w.chip) ? w.stagesDown() : w.stagesUp();
          } else if (op < 5) {
             if (w.dataFlow->chipDataFlowConfig(w.chip)) {
@@ -192,7 +197,7 @@ TEST_P(MgksConvergenceTest, AnyOrderEndsAsAColdStart) {
             }
          } else if (op < 6) {
             // The reactor is dropped (cleaning up) and started again.
-            batch.reset();
+            closeBatch();
             w.sm = nullptr;
             w.startMgks();
          } else if (op < 8) {
@@ -208,7 +213,7 @@ TEST_P(MgksConvergenceTest, AnyOrderEndsAsAColdStart) {
          } else if (op < 95) {
             // Open or close a batch: what is published meanwhile arrives later, merged.
             if (batch) {
-               batch.reset();
+               closeBatch();
             } else {
                batch.emplace();
             }
@@ -218,7 +223,7 @@ TEST_P(MgksConvergenceTest, AnyOrderEndsAsAColdStart) {
             if (HasFatalFailure()) return;
          }
       }
-      batch.reset();
+      closeBatch();
       // End with everything present and some of it configured again, so that the comparison
       // covers the chip's entries.
       w.stagesUp();

@@ -13,6 +13,7 @@
 #include "xdk/xpMgksMgr.h"
 #include "xdk/xpSdk.h"
 #include "xdk/xpSdkInit.h"
+#include "xpacl/agent/XpAclKeysToVisit.h"
 #include "xpacl/maskgroup/XpAclMgksEntry.h"
 #include "xpacl/sdk/XpXdkApiMacros.h"
 
@@ -24,18 +25,6 @@ namespace {
 
 xpMgksMgr* _mgksMgr = nullptr;
 unsigned mgksMgrGeneration = 0;
-
-// The keys of an input collection and those of an output one that the input lacks.
-template <class In, class Out>
-auto keysToVisit(const In& in, const Out& out) {
-   std::vector<std::remove_cvref_t<decltype(in.begin().key())>> keys;
-   for (auto it = in.begin(); it; ++it)
-      keys.push_back(it.key());
-   for (auto it = out.begin(); it; ++it) {
-      if (!in.contains(it.key())) keys.push_back(it.key());
-   }
-   return keys;
-}
 
 constexpr const char* kSeparator =
     "-------|-----|-------|-------|---------|---------|---|---|---|"
@@ -418,18 +407,10 @@ void MgksConfigSm::handleInitialized() {
 
 void MgksConfigSm::handleChipDataFlowConfig() {
    NORV_TRACE(8, "MgksConfigSm::handleChipDataFlowConfig");
-   std::vector<Orim::ChipId> chips;
-   for (auto it = chipSmColl().begin(); it; ++it)
-      chips.push_back(it.key());
-   auto add = [&](const Orim::ChipId& chipId) {
-      if (!chipSmColl().contains(chipId)) chips.push_back(chipId);
-   };
-   // A chip with any of its inputs is visited: it may be waiting for the others.
-   if (dataFlowConfig_) {
-      for (auto it = dataFlowConfig_->chipDataFlowConfigColl().begin(); it; ++it)
-         add(it.key());
-   }
-   for (const auto& chipId : chips)
+   if (!dataFlowConfig_) return;
+   // A chip with its data-flow configuration is visited: it may be waiting for the others.
+   for (const auto& chipId :
+        keysToVisit(dataFlowConfig_->chipDataFlowConfigColl(), chipSmColl()))
       handleChipDataFlowConfig(chipId);
 }
 
