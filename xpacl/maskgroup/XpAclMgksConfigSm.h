@@ -220,7 +220,7 @@ public:
    AaclMgksTableId mgksTableIdOf(const Orim::StageId& stageId) const;
 
    // Prints the stage's MGKS table to `fd`.
-   void doShowTblEntries(int fd, const Orim::StageId& stageId) const;
+   XPACL_EXPORT void doShowTblEntries(int fd, const Orim::StageId& stageId) const;
 
 private:
    // insertMgksTableEntry with the key's status entry and stage status at hand.
