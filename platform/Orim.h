@@ -38,9 +38,12 @@ public:
 
    auto operator<=>(const ChipRuleListIdKey&) const = default;
    bool operator==(const ChipRuleListIdKey&) const = default;
+   // Mixed, so that keys apart only in the index still spread over a table's low bits.
    size_t hash() const {
-      return (static_cast<size_t>(hwAclIndex_) << 24) ^ (size_t(protocolType_) << 16) ^
-             (size_t(tableType_) << 8) ^ size_t(direction_);
+      uint64_t h = (uint64_t(hwAclIndex_) << 24) ^ (uint64_t(protocolType_) << 16) ^
+                   (uint64_t(tableType_) << 8) ^ uint64_t(direction_);
+      h *= 0x9e3779b97f4a7c15ull;
+      return static_cast<size_t>(h ^ (h >> 29));
    }
    std::string text() const {
       return Norv::valueText("Orim::ChipRuleListIdKey", Norv::field("hwAclIndex", hwAclIndex_),

@@ -108,6 +108,19 @@ public:
       return XP_ERR_TABLE_FULL;
    }
 
+   // Whether inserting `key` now would move another entry to make room for it.
+   bool insertWouldMove(const Key& key) const {
+      if (slots_.empty() || find(key) != kNoIndex) return false;
+      for (uint32_t w = 0; w < ways_; ++w) {
+         if (!slots_[place(key, w)].valid) return false;
+      }
+      for (uint32_t w = 0; w < ways_; ++w) {
+         const uint32_t at = place(key, w);
+         if (freePlaceOf(slots_[at].key, at) != kNoIndex) return true;
+      }
+      return false;
+   }
+
    // Where the key lives: XP_ERR_KEY_NOT_FOUND when absent.
    XP_STATUS lookup(const Key& key, uint32_t& index) const {
       index = find(key);

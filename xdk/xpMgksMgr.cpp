@@ -120,3 +120,11 @@ const xpMgksEntry* xpMgksMgr::validEntry(xpsDevice_t devId, uint32_t mgksTableId
    const auto* slot = devices_[devId].tables[mgksTableId].at(index);
    return slot ? &slot->value : nullptr;
 }
+
+bool xpMgksMgr::addWouldMove(xpsDevice_t devId, uint32_t mgksTableId,
+                             const xpMgksEntry& match) const {
+   if (!xpIsValidDevId(devId) || mgksTableId >= kNumMgksTables || !devices_[devId].added) {
+      return false;
+   }
+   return devices_[devId].tables[mgksTableId].insertWouldMove(matchOf(match));
+}

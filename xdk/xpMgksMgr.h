@@ -50,6 +50,8 @@ public:
    // The chip's view, for the model's own users (not an SDK operation, not counted): the entry
    // at `index` if it holds one.
    const xpMgksEntry* validEntry(xpsDevice_t devId, uint32_t mgksTableId, uint32_t index) const;
+   // Whether adding an entry with this match now would move another entry (not counted).
+   bool addWouldMove(xpsDevice_t devId, uint32_t mgksTableId, const xpMgksEntry& match) const;
 
 private:
    using Match = std::array<uint8_t, xpMgksEntry::kMatchBytes>;

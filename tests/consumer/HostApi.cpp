@@ -20,6 +20,7 @@
 #include "xpacl/hwaclid/XpAclHwAclIdSm.h"
 #include "xpacl/maskgroup/XpAclMgTableHelper.h"
 #include "xpacl/maskgroup/XpAclMgTableSm.h"
+#include "xpacl/maskgroup/XpAclMgksConfigSm.h"
 #include "xpacl/maskgroup/XpAclOrimPDInfo.h"
 #include "xpacl/model/XpAaclDefaultProfileStageInfo.h"
 #include "xpacl/model/XpAclOrimTypes.h"
@@ -57,7 +58,8 @@ auto hostApi = std::make_tuple(
     &XpAcl::MgTableHelper::doUpdateAclCounters, &XpAcl::MgTableHelper::getDeltaCounter,
     &XpAcl::MgTableHelper::isCounterAttached, &XpAcl::MgTableHelper::doShowTblEntries,
     &XpAcl::mgTableSmFactory, &XpAcl::xp80PDHashingFunctionFactory, &XpAcl::xp80PDInfoFactory,
-    &XpAcl::Xp80PDHashingFunction::getHash, &XpAcl::hwAclIdSmFactory);
+    &XpAcl::Xp80PDHashingFunction::getHash, &XpAcl::hwAclIdSmFactory, &XpAcl::mgksStatusFactory,
+    &XpAcl::mgksConfigSmFactory, &XpAcl::MgksConfigChipSm::doShowTblEntries);
 
 size_t hostApiSize() {
    return std::tuple_size_v<decltype(hostApi)>;

@@ -80,7 +80,9 @@ TEST(xpHashedTable, InsertMovesAnOccupantAndReportsWhereItWent) {
          Key key{uint16_t(rng()), uint16_t(round)};
          uint32_t index = 0, rehash = 0;
          std::map<Key, uint32_t> before = contents(t);
+         const bool wouldMove = t.insertWouldMove(key);
          XP_STATUS s = t.insert(key, k, index, rehash);
+         EXPECT_EQ(wouldMove, s == XP_NO_ERR && index != rehash);
          if (s != XP_NO_ERR) continue;
          model[key] = k;
          EXPECT_EQ(t.at(index)->value, k);

@@ -13,6 +13,7 @@
 #include "xdk/xpMgksMgr.h"
 #include "xdk/xpSdk.h"
 #include "xdk/xpSdkInit.h"
+#include "xpacl/agent/XpAclKeysToVisit.h"
 #include "xpacl/maskgroup/XpAclMgksEntry.h"
 #include "xpacl/sdk/XpXdkApiMacros.h"
 
@@ -24,18 +25,6 @@ namespace {
 
 xpMgksMgr* _mgksMgr = nullptr;
 unsigned mgksMgrGeneration = 0;
-
-// The keys of an input collection and those of an output one that the input lacks.
-template <class In, class Out>
-auto keysToVisit(const In& in, const Out& out) {
-   std::vector<std::remove_cvref_t<decltype(in.begin().key())>> keys;
-   for (auto it = in.begin(); it; ++it)
-      keys.push_back(it.key());
-   for (auto it = out.begin(); it; ++it) {
-      if (!in.contains(it.key())) keys.push_back(it.key());
-   }
-   return keys;
-}
 
 constexpr const char* kSeparator =
     "-------|-----|-------|-------|---------|---------|---|---|---|"
@@ -66,7 +55,8 @@ MgksConfigChipSm::MgksConfigChipSm(const Orim::ChipId& chipId,
       chipAaclStageStatus_(std::move(chipAaclStageStatus)),
       mgksChipStatus_(std::move(mgksChipStatus)), notifieeKeys_(this, chipDataFlowConfig_),
       notifieeRuleLists_(this, chipDataFlowConfig_),
-      notifieeSeProfileStatus_(this, chipSeProfileStatus_) {
+      notifieeSeProfileStatus_(this, chipSeProfileStatus_),
+      notifieeAaclStageStatus_(this, chipAaclStageStatus_) {
    handleInitialized();
 }
 
@@ -111,11 +101,16 @@ void MgksConfigChipSm::handleChipRuleListKeyToId(const Orim::ChipRuleListIdKey& 
    Norv::Ptr<MgksStatusEntry> statusEntry = mgksChipStatus_->statusEntry(key);
    if (statusEntry && (!chipRuleListId || statusEntry->chipRuleListId() != *chipRuleListId)) {
       dropKey(key);
+      statusEntry = nullptr;
    }
    if (!chipRuleListId) return;
    const Orim::ChipRuleListId id = *chipRuleListId;
-   if (!mgksChipStatus_->statusEntry(key))
-      mgksChipStatus_->statusEntryIs(key)->chipRuleListIdIs(id);
+   // A new key's status has no stage yet: its stage statuses are created without a look-up.
+   const bool fresh = !statusEntry;
+   if (fresh) {
+      statusEntry = mgksChipStatus_->newStatusEntry(key);
+      statusEntry->chipRuleListIdIs(id);
+   }
    // The stages already set up for the rule list get the key's entries.
    Norv::Ptr<NorvSeProfileStageEntrySm> entrySm = seProfileStageEntrySm(id);
    if (!entrySm) return;
@@ -123,8 +118,10 @@ void MgksConfigChipSm::handleChipRuleListKeyToId(const Orim::ChipRuleListIdKey& 
       const NorvSeProfileStageStatusSm& stageSm = *it.value();
       if (!stageSm.allocated()) continue;
       const AaclSeProfileStageStatus& st = *stageSm.seProfileStageStatus();
-      mgksChipStatus_->statusEntry(key)->mgksStageStatusIs(it.key());
-      insertMgksTableEntry(key, id, it.key(), st.maskGroupDescriptor(), st.ldeSeProfileId());
+      Norv::Ptr<MgksStageStatus> stageStatus = fresh ? statusEntry->newMgksStageStatus(it.key())
+                                                     : statusEntry->mgksStageStatusIs(it.key());
+      writeMgksTableEntry(key, id, it.key(), st.maskGroupDescriptor(), st.ldeSeProfileId(),
+                          statusEntry.ptr(), stageStatus.ptr());
    }
 }
 
@@ -197,10 +194,24 @@ void MgksConfigChipSm::handleSeProfileStatusEntry(const Orim::ChipRuleListId& ch
 }
 
 AaclMgksTableId MgksConfigChipSm::mgksTableIdOf(const Orim::StageId& stageId) const {
+   if (const uint8_t* cached = mgksTableIdOfStage_.find(stageId))
+      return AaclMgksTableId(*cached);
    Norv::Ptr<const AaclStageDescriptor> aaclStageDescriptor =
        chipAaclStageStatus_->aaclStageDescriptor(stageId);
    NORV_ASSERT(aaclStageDescriptor);
-   return aaclStageDescriptor->ldeMgTableLookupDesc().mgksTableId();
+   const AaclMgksTableId id = aaclStageDescriptor->ldeMgTableLookupDesc().mgksTableId();
+   mgksTableIdOfStage_.insert(stageId, id.value());
+   return id;
+}
+
+void MgksConfigChipSm::handleAaclStageDescriptor(const Orim::StageId& stageId) {
+   NORV_TRACE(8, "MgksConfigChipSm::handleAaclStageDescriptor stageId {}", stageId);
+   mgksTableIdOfStage_.erase(stageId);
+}
+
+void MgksConfigChipSm::handleAaclStageDescriptor() {
+   NORV_TRACE(8, "MgksConfigChipSm::handleAaclStageDescriptor chipId {}", chipId_);
+   mgksTableIdOfStage_.clear();
 }
 
 void MgksConfigChipSm::insertMgksStageTableEntries(
@@ -218,8 +229,9 @@ void MgksConfigChipSm::insertMgksStageTableEntries(
          handleChipRuleListKeyToId(key);
          statusEntry = mgksChipStatus_->statusEntry(key);
       }
-      statusEntry->mgksStageStatusIs(stageId);
-      insertMgksTableEntry(key, chipRuleListId, stageId, maskGroupDescriptor, seProfileId);
+      Norv::Ptr<MgksStageStatus> stageStatus = statusEntry->mgksStageStatusIs(stageId);
+      writeMgksTableEntry(key, chipRuleListId, stageId, maskGroupDescriptor, seProfileId,
+                          statusEntry.ptr(), stageStatus.ptr());
    }
 }
 
@@ -228,6 +240,20 @@ void MgksConfigChipSm::insertMgksTableEntry(const Orim::ChipRuleListIdKey& key,
                                             const Orim::StageId& stageId,
                                             const Orim::MaskGroupDescriptor& maskGroupDesc,
                                             const XpXdk::XpSeProfileId& seProfileId) {
+   Norv::Ptr<MgksStatusEntry> statusEntry = mgksChipStatus_->statusEntry(key);
+   Norv::Ptr<MgksStageStatus> stageStatus =
+       statusEntry ? statusEntry->mgksStageStatus(stageId) : nullptr;
+   writeMgksTableEntry(key, chipRuleListId, stageId, maskGroupDesc, seProfileId,
+                       statusEntry.ptr(), stageStatus.ptr());
+}
+
+void MgksConfigChipSm::writeMgksTableEntry(const Orim::ChipRuleListIdKey& key,
+                                           const Orim::ChipRuleListId& chipRuleListId,
+                                           const Orim::StageId& stageId,
+                                           const Orim::MaskGroupDescriptor& maskGroupDesc,
+                                           const XpXdk::XpSeProfileId& seProfileId,
+                                           MgksStatusEntry* statusEntry,
+                                           MgksStageStatus* stageStatus) {
    const auto fields = mgksEntryFields(key, chipRuleListId, maskGroupDesc, seProfileId.value());
    if (!fields) return;
    const xpMgksEntry tblEntry = packMgksEntry(*fields);
@@ -235,9 +261,6 @@ void MgksConfigChipSm::insertMgksTableEntry(const Orim::ChipRuleListIdKey& key,
    const uint32_t mgksTableId = mgksTableIdOf(stageId).value();
    uint32_t index = 0;
    uint32_t reHashIdx = 0;
-   Norv::Ptr<MgksStatusEntry> statusEntry = mgksChipStatus_->statusEntry(key);
-   Norv::Ptr<MgksStageStatus> stageStatus =
-       statusEntry ? statusEntry->mgksStageStatus(stageId) : nullptr;
    // clang-format off
    const XP_STATUS status = mgksMgr()->addEntry( chipId().value(), mgksTableId, &tblEntry, index, reHashIdx );
    // clang-format on
@@ -384,18 +407,10 @@ void MgksConfigSm::handleInitialized() {
 
 void MgksConfigSm::handleChipDataFlowConfig() {
    NORV_TRACE(8, "MgksConfigSm::handleChipDataFlowConfig");
-   std::vector<Orim::ChipId> chips;
-   for (auto it = chipSmColl().begin(); it; ++it)
-      chips.push_back(it.key());
-   auto add = [&](const Orim::ChipId& chipId) {
-      if (!chipSmColl().contains(chipId)) chips.push_back(chipId);
-   };
-   // A chip with any of its inputs is visited: it may be waiting for the others.
-   if (dataFlowConfig_) {
-      for (auto it = dataFlowConfig_->chipDataFlowConfigColl().begin(); it; ++it)
-         add(it.key());
-   }
-   for (const auto& chipId : chips)
+   if (!dataFlowConfig_) return;
+   // A chip with its data-flow configuration is visited: it may be waiting for the others.
+   for (const auto& chipId :
+        keysToVisit(dataFlowConfig_->chipDataFlowConfigColl(), chipSmColl()))
       handleChipDataFlowConfig(chipId);
 }
 

@@ -16,6 +16,7 @@
 #include <memory>
 
 #include "norv/Attributes.h"
+#include "norv/FlatHashMap.h"
 #include "norv/Reactor.h"
 #include "platform/OrimDataFlow.h"
 #include "xpacl/XpAclExport.h"
@@ -152,6 +153,8 @@ public:
                             ChipRuleListCfg, Orim::ChipRuleListId, handleChipRuleListCfg)
    NORV_FORWARDING_NOTIFIEE(NorvChipSeProfileStatus, AaclChipSeProfileStatus, MgksConfigChipSm,
                             StatusEntry, Orim::ChipRuleListId, handleSeProfileStatusEntry)
+   NORV_FORWARDING_NOTIFIEE(NorvChipAaclStageStatus, AaclChipStageStatus, MgksConfigChipSm,
+                            AaclStageDescriptor, Orim::StageId, handleAaclStageDescriptor)
 
    MgksConfigChipSm(const Orim::ChipId& chipId,
                     Norv::Ptr<const Orim::ChipDataFlowConfig> chipDataFlowConfig,
@@ -195,6 +198,9 @@ public:
    void handleChipRuleListCfg();
    void handleSeProfileStatusEntry(const Orim::ChipRuleListId& chipRuleListId);
    void handleSeProfileStatusEntry();
+   // A stage's descriptor changed: its MGKS table id is read afresh.
+   void handleAaclStageDescriptor(const Orim::StageId& stageId);
+   void handleAaclStageDescriptor();
    void doCleanup() override;
 
    void insertMgksStageTableEntries(const Orim::ChipRuleListId& chipRuleListId,
@@ -214,9 +220,16 @@ public:
    AaclMgksTableId mgksTableIdOf(const Orim::StageId& stageId) const;
 
    // Prints the stage's MGKS table to `fd`.
-   void doShowTblEntries(int fd, const Orim::StageId& stageId) const;
+   XPACL_EXPORT void doShowTblEntries(int fd, const Orim::StageId& stageId) const;
 
 private:
+   // insertMgksTableEntry with the key's status entry and stage status at hand.
+   void writeMgksTableEntry(const Orim::ChipRuleListIdKey& key,
+                            const Orim::ChipRuleListId& chipRuleListId,
+                            const Orim::StageId& stageId,
+                            const Orim::MaskGroupDescriptor& maskGroupDesc,
+                            const XpXdk::XpSeProfileId& seProfileId,
+                            MgksStatusEntry* statusEntry, MgksStageStatus* stageStatus);
    // Takes every entry of the key out of the chip and drops its status.
    void dropKey(const Orim::ChipRuleListIdKey& key);
 
@@ -229,6 +242,10 @@ private:
    NorvChipRuleListKeys notifieeKeys_;
    NorvChipRuleLists notifieeRuleLists_;
    NorvChipSeProfileStatus notifieeSeProfileStatus_;
+   NorvChipAaclStageStatus notifieeAaclStageStatus_;
+   // Each stage's MGKS table id as last read from its descriptor: read once per stage rather
+   // than once per entry.
+   mutable Norv::FlatHashMap<Orim::StageId, uint8_t> mgksTableIdOfStage_;
 };
 
 // Top level: one chip reactor per chip whose inputs are all there.

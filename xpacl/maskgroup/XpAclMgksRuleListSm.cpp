@@ -4,6 +4,7 @@
 
 #include "norv/Assert.h"
 #include "norv/Trace.h"
+#include "xpacl/agent/XpAclKeysToVisit.h"
 #include "xpacl/maskgroup/XpAclMgksConfigSm.h"
 
 NORV_TRACE_HANDLE("XpAclMgksConfigSm");
@@ -76,14 +77,10 @@ void NorvSeProfileStageEntrySm::handleInitialized() {
 void NorvSeProfileStageEntrySm::handleStageStatus() {
    NORV_TRACE(8, "NorvSeProfileStageEntrySm::handleStageStatus chipRuleListId {}",
               chipRuleListId_);
-   std::vector<Orim::StageId> stages;
-   for (auto it = stageStatusSmColl().begin(); it; ++it)
-      stages.push_back(it.key());
-   for (auto it = seProfileStatusEntry_->stageStatusColl().begin(); it; ++it) {
-      if (!stageStatusSmColl().contains(it.key())) stages.push_back(it.key());
-   }
-   for (const auto& stageId : stages)
+   for (const auto& stageId :
+        keysToVisit(seProfileStatusEntry_->stageStatusColl(), stageStatusSmColl())) {
       handleStageStatus(stageId);
+   }
 }
 
 void NorvSeProfileStageEntrySm::handleStageStatus(const Orim::StageId& stageId) {
@@ -126,15 +123,11 @@ void NorvChipRuleListCfgSm::handleInitialized() {
 
 void NorvChipRuleListCfgSm::handleStageMg() {
    NORV_TRACE(8, "NorvChipRuleListCfgSm::handleStageMg chipRuleListId {}", chipRuleListId_);
-   std::vector<Orim::StageId> stages;
-   for (auto it = chipRuleListCfg_->stageMgColl().begin(); it; ++it)
-      stages.push_back(it.key());
-   // Stages requested before and no longer configured.
-   if (auto entry = chipSeProfileConfig()->configEntry(chipRuleListId_)) {
-      for (auto it = entry->maskGroupDescriptorColl().begin(); it; ++it) {
-         if (!chipRuleListCfg_->stageMgColl().contains(it.key())) stages.push_back(it.key());
-      }
-   }
+   // Stages requested before and no longer configured are visited too.
+   auto entry = chipSeProfileConfig()->configEntry(chipRuleListId_);
+   const auto stages =
+       entry ? keysToVisit(chipRuleListCfg_->stageMgColl(), entry->maskGroupDescriptorColl())
+             : keysToVisit(chipRuleListCfg_->stageMgColl(), chipRuleListCfg_->stageMgColl());
    for (const auto& stageId : stages)
       handleStageMg(stageId);
 }

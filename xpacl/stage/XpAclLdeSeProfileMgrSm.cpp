@@ -4,25 +4,13 @@
 
 #include "norv/Assert.h"
 #include "norv/Trace.h"
+#include "xpacl/agent/XpAclKeysToVisit.h"
 
 NORV_TRACE_HANDLE("XpAclLdeSeProfileMgrSm");
 
 namespace XpAcl {
 
 namespace {
-
-// The keys of an input collection and those of an output one that the input lacks: every key
-// a key-less handler must visit. Collected first because the handlers change both.
-template <class In, class Out>
-auto keysToVisit(const In& in, const Out& out) {
-   std::vector<std::remove_cvref_t<decltype(in.begin().key())>> keys;
-   for (auto it = in.begin(); it; ++it)
-      keys.push_back(it.key());
-   for (auto it = out.begin(); it; ++it) {
-      if (!in.contains(it.key())) keys.push_back(it.key());
-   }
-   return keys;
-}
 
 // Whether the superkey can carry the lengths; a zero length needs nothing of it.
 bool carries(const AaclSuperkeyFields& fields, uint8_t sip, uint8_t dip) {
