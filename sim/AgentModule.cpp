@@ -213,6 +213,11 @@ void clockCmd(Simulator& s, const Args& a) {
    const double v = Args({relative ? w.substr(1) : w}).real(0, "time");
    const double target = relative ? am.now() + v : v;
    if (v < 0 || target < am.now()) throw Error("time " + w + " is in the past");
+   // Every second of virtual time fires the counter poll: a step is kept to a day of them.
+   constexpr double kMaxStep = 86400;
+   if (target - am.now() > kMaxStep) {
+      throw Error("time " + w + " is more than a day (86400 s) ahead: advance in steps");
+   }
    if (am.realTime()) {
       am.runFor(target - am.now());
    } else {

@@ -67,6 +67,16 @@ TEST(SimInput, BadInputGivesFileLineAndAClearMessage) {
    }
 }
 
+// Each second of virtual time polls the counters: a jump of billions of seconds is refused
+// rather than run for minutes.
+TEST(SimInput, ClockStepIsAtMostADay) {
+   EXPECT_EQ(play("clock 4294967296\n").err,
+             "t.scn:1: time 4294967296 is more than a day (86400 s) ahead: advance in steps\n");
+   const Outcome day = play("clock +86400\nclock +86400\n");
+   EXPECT_TRUE(day.ok) << day.err;
+   EXPECT_EQ(day.out, "clock 86400\nclock 172800\n");
+}
+
 // A number is the whole word: bytes after it, a NUL among them, make it no number.
 TEST(SimInput, NumberWithTrailingBytesIsRefused) {
    using namespace std::string_literals;
