@@ -3,6 +3,7 @@
 #include "xpacl/maskgroup/XpAclMgksConfigSm.h"
 
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -114,14 +115,29 @@ void MgksConfigChipSm::handleChipRuleListKeyToId(const Orim::ChipRuleListIdKey& 
    // The stages already set up for the rule list get the key's entries.
    Norv::Ptr<NorvSeProfileStageEntrySm> entrySm = seProfileStageEntrySm(id);
    if (!entrySm) return;
+   // Stages usually share the mask group and profile: the entry is packed again only when
+   // they change from one stage to the next.
+   std::optional<Orim::MaskGroupDescriptor> packedDesc;
+   XpXdk::XpSeProfileId packedProfile;
+   std::optional<MgksEntryFields> fields;
+   xpMgksEntry tblEntry{};
    for (auto it = entrySm->stageStatusSmColl().begin(); it; ++it) {
       const NorvSeProfileStageStatusSm& stageSm = *it.value();
       if (!stageSm.allocated()) continue;
       const AaclSeProfileStageStatus& st = *stageSm.seProfileStageStatus();
       Norv::Ptr<MgksStageStatus> stageStatus = fresh ? statusEntry->newMgksStageStatus(it.key())
                                                      : statusEntry->mgksStageStatusIs(it.key());
-      writeMgksTableEntry(key, id, it.key(), st.maskGroupDescriptor(), st.ldeSeProfileId(),
-                          statusEntry.ptr(), stageStatus.ptr());
+      const Orim::MaskGroupDescriptor& desc = st.maskGroupDescriptor();
+      const XpXdk::XpSeProfileId profile = st.ldeSeProfileId();
+      if (!packedDesc || !(*packedDesc == desc) || !(packedProfile == profile)) {
+         fields = mgksEntryFields(key, id, desc, profile.value());
+         if (fields) tblEntry = packMgksEntry(*fields);
+         packedDesc = desc;
+         packedProfile = profile;
+      }
+      if (!fields) continue;
+      writePackedMgksTableEntry(key, it.key(), desc, profile, *fields, tblEntry,
+                                statusEntry.ptr(), stageStatus.ptr());
    }
 }
 
@@ -256,7 +272,15 @@ void MgksConfigChipSm::writeMgksTableEntry(const Orim::ChipRuleListIdKey& key,
                                            MgksStageStatus* stageStatus) {
    const auto fields = mgksEntryFields(key, chipRuleListId, maskGroupDesc, seProfileId.value());
    if (!fields) return;
-   const xpMgksEntry tblEntry = packMgksEntry(*fields);
+   writePackedMgksTableEntry(key, stageId, maskGroupDesc, seProfileId, *fields,
+                             packMgksEntry(*fields), statusEntry, stageStatus);
+}
+
+void MgksConfigChipSm::writePackedMgksTableEntry(
+    const Orim::ChipRuleListIdKey& key, const Orim::StageId& stageId,
+    const Orim::MaskGroupDescriptor& maskGroupDesc, const XpXdk::XpSeProfileId& seProfileId,
+    const MgksEntryFields& fields, const xpMgksEntry& tblEntry, MgksStatusEntry* statusEntry,
+    MgksStageStatus* stageStatus) {
    NORV_ASSERT(maskGroupDesc.tcpFlag() == 0);
    const uint32_t mgksTableId = mgksTableIdOf(stageId).value();
    uint32_t index = 0;
@@ -288,8 +312,8 @@ void MgksConfigChipSm::writeMgksTableEntry(const Orim::ChipRuleListIdKey& key,
    NORV_TRACE(7,
               "insertMgksTableEntry mgksId {} index {} aclId {} aclType {} packetType {} "
               "direction {} search profile {} maskGroupDesc {}",
-              mgksTableId, index, fields->aclId, fields->aclType, fields->pktType,
-              fields->direction, seProfileId, maskGroupDesc);
+              mgksTableId, index, fields.aclId, fields.aclType, fields.pktType,
+              fields.direction, seProfileId, maskGroupDesc);
 }
 
 void MgksConfigChipSm::removeMgksTableEntry(const Orim::StageId& stageId,

@@ -24,11 +24,13 @@
 #include "xpacl/model/XpAclOrimTypes.h"
 
 class xpMgksMgr;
+struct xpMgksEntry;
 
 namespace XpAcl {
 
 class MgksConfigSm;
 class MgksConfigChipSm;
+struct MgksEntryFields;
 class NorvSeProfileStageEntrySm;
 
 // One rule list's SE-profile result at one stage.
@@ -230,6 +232,14 @@ private:
                             const Orim::MaskGroupDescriptor& maskGroupDesc,
                             const XpXdk::XpSeProfileId& seProfileId,
                             MgksStatusEntry* statusEntry, MgksStageStatus* stageStatus);
+   // writeMgksTableEntry once the entry is packed (`fields` as packed into `tblEntry`): a key's
+   // stages that share a mask group and profile pack it once.
+   void writePackedMgksTableEntry(const Orim::ChipRuleListIdKey& key,
+                                  const Orim::StageId& stageId,
+                                  const Orim::MaskGroupDescriptor& maskGroupDesc,
+                                  const XpXdk::XpSeProfileId& seProfileId,
+                                  const MgksEntryFields& fields, const xpMgksEntry& tblEntry,
+                                  MgksStatusEntry* statusEntry, MgksStageStatus* stageStatus);
    // Takes every entry of the key out of the chip and drops its status.
    void dropKey(const Orim::ChipRuleListIdKey& key);
 
