@@ -72,7 +72,7 @@ std::vector<uint16_t> ChipHwAclIdSm::egressVlansOf(const Plexo::IntfId& intf) co
    std::vector<uint16_t> vlans;
    auto add = [&](const Plexo::IntfId& i) {
       if (auto it = vlansOfIntf_.find(i); it != vlansOfIntf_.end()) {
-         vlans.insert(vlans.end(), it->second.begin(), it->second.end());
+         it->second.forEach([&](uint16_t vlan) { vlans.push_back(vlan); });
       }
    };
    add(intf);
@@ -118,7 +118,7 @@ void ChipHwAclIdSm::handlePortToLag(const Plexo::IntfId& port) {
    std::set<uint16_t> vlans;
    for (const auto& intf : {port, oldLag, lag}) {
       if (auto it = vlansOfIntf_.find(intf); !intf.isEmpty() && it != vlansOfIntf_.end()) {
-         vlans.insert(it->second.begin(), it->second.end());
+         it->second.forEach([&](uint16_t vlan) { vlans.insert(vlan); });
       }
    }
    for (uint16_t vlan : vlans) {
@@ -154,12 +154,12 @@ void ChipHwAclIdSm::handlePortVlan() {
       pairs.push_back(it.key());
    // Pairs programmed from an input that has been replaced since.
    for (const auto& [intf, vlans] : vlansOfIntf_) {
-      for (uint16_t vlan : vlans) {
+      vlans.forEach([&](uint16_t vlan) {
          const XpLib::PortAndVlanId pair(intf, vlan);
          if (!chipPortVlanVifStatus_->portVlanToVifMapColl().contains(pair)) {
             pairs.push_back(pair);
          }
-      }
+      });
    }
    for (const auto& pair : pairs)
       handlePortVlan(pair);
@@ -270,7 +270,7 @@ bool ChipHwAclIdSm::findEvif(xpEgressBdEvifEntry& entry, uint32_t& index) {
       return false;
    }
    XP_SDK_CALL(egressBdEvifMgr()->readEntry(chipId().value(), index, &entry));
-   remember(evifIndex_, key, index);
+   evifIndex_.set(key, index);
    return true;
 }
 
@@ -406,7 +406,7 @@ void ChipHwAclIdSm::programEgressBdEvif(uint16_t vlan, const Plexo::IntfId& intf
       xpsHashIndexList indexList;
       XP_SDK_CALL(egressBdEvifMgr()->addEntry(chipId().value(), &entry, &indexList));
       if (indexList.size > 1) NORV_TRACE(8, "Rehashing occurred! {}", indexList.size);
-      remember(evifIndex_, evifKey(entry), indexList.index[0]);
+      evifIndex_.set(evifKey(entry), indexList.index[0]);
    } else {
       const uint32_t acl = xpEgressBdEvifData::pack(programmedId(p), p.v4En(), p.v6En(),
                                                     programmedId(r), r.v4En(), r.v6En());

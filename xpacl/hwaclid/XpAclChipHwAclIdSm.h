@@ -31,6 +31,69 @@ struct xpEgressBdEvifEntry;
 
 namespace XpAcl {
 
+// Where the chip holds each egress entry, keyed by its VIF and VLAN (VIF << 16 | VLAN), in
+// pages of 64 VLANs of one VIF: a port's VLANs walked in order meet one page per 64 of them
+// rather than a scattered slot each.
+class EgressIndexCache {
+public:
+   const uint32_t* find(uint32_t key) const {
+      const Page* page = pages_.find(key >> kPageBits);
+      return page && (*page)[key & kPageMask] != kNone ? &(*page)[key & kPageMask] : nullptr;
+   }
+   void set(uint32_t key, uint32_t index) {
+      (*pages_.insert(key >> kPageBits, emptyPage()).first)[key & kPageMask] = index;
+   }
+   void erase(uint32_t key) {
+      Page* page = pages_.find(key >> kPageBits);
+      if (!page) return;
+      (*page)[key & kPageMask] = kNone;
+      if (*page == emptyPage()) pages_.erase(key >> kPageBits);
+   }
+
+private:
+   static constexpr uint32_t kPageBits = 6;
+   static constexpr uint32_t kPageMask = (1u << kPageBits) - 1;
+   static constexpr uint32_t kNone = UINT32_MAX;
+   using Page = std::array<uint32_t, 1u << kPageBits>;
+   static const Page& emptyPage() {
+      static const Page empty = [] {
+         Page p;
+         p.fill(kNone);
+         return p;
+      }();
+      return empty;
+   }
+   Norv::FlatHashMap<uint32_t, Page> pages_;
+};
+
+// A set of VLAN numbers as one bit each: walked in ascending order without chasing a node per
+// member.
+class VlanBits {
+public:
+   void insert(uint16_t vlan) {
+      const uint64_t bit = uint64_t{1} << (vlan % 64);
+      if (!(words_[vlan / 64] & bit)) ++count_;
+      words_[vlan / 64] |= bit;
+   }
+   void erase(uint16_t vlan) {
+      const uint64_t bit = uint64_t{1} << (vlan % 64);
+      if (words_[vlan / 64] & bit) --count_;
+      words_[vlan / 64] &= ~bit;
+   }
+   bool empty() const { return count_ == 0; }
+   template <class F>
+   void forEach(F&& f) const {
+      for (size_t w = 0; w < words_.size(); ++w) {
+         for (uint64_t bits = words_[w]; bits; bits &= bits - 1)
+            f(static_cast<uint16_t>(w * 64 + static_cast<size_t>(__builtin_ctzll(bits))));
+      }
+   }
+
+private:
+   std::array<uint64_t, 65536 / 64> words_{};
+   size_t count_ = 0;
+};
+
 class ChipHwAclIdSm : public Norv::Reactor {
 public:
    NORV_ENTITY("XpAcl::ChipHwAclIdSm")
@@ -221,11 +284,11 @@ private:
    xpPortConfigMgr* portCfgMgr_ = nullptr;
    xpPortVlanIvifMgr* portVlanIvifMgr_ = nullptr;
    xpEgressBdEvifMgr* egressBdEvifMgr_ = nullptr;
-   std::map<Plexo::IntfId, std::set<uint16_t>> vlansOfIntf_;
+   std::map<Plexo::IntfId, VlanBits> vlansOfIntf_;
    std::map<uint16_t, std::set<Plexo::IntfId>> intfsOfVlan_;
    std::map<Plexo::IntfId, std::set<Plexo::IntfId>> lagMembers_;
    Norv::FlatHashMap<uint32_t, uint32_t> ivifIndex_;
-   Norv::FlatHashMap<uint32_t, uint32_t> evifIndex_;
+   EgressIndexCache evifIndex_;
    std::unique_ptr<NorvChipDataFlowConfig> norvChipDataFlowConfig_;
    std::unique_ptr<NorvXpcsd> norvXpcsd_;
    std::unique_ptr<NorvChipAaclBlockedIntfColl> norvChipAaclBlockedIntfColl_;
