@@ -82,7 +82,8 @@ public:
 
    // The member at k, created from v when absent; whether it was created.
    std::pair<V*, bool> insert(const K& k, const V& v) {
-      if ((size_ + 1) * 2 > slots_.size()) grow();
+      // mask_ + 1 is the slot count (1 while there are none, which grows as well).
+      if ((size_ + 1) * 2 > mask_ + 1) grow();
       for (size_t i = home(k);; i = next(i)) {
          Slot& s = slots_[i];
          if (!s.used) {

@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cstdio>
+#include <map>
+#include <random>
 
 #include "tests/xpacl/MgTestWorld.h"
 
@@ -113,6 +115,55 @@ TEST(MgTableKeyDeath, TcpFlagsAndUnknownTypesAbort) {
                 "Assertion `!pdKey.tcpFlag\\(\\).value\\(\\)' failed");
    EXPECT_DEATH(fill(pdKey(), mgdOf(0, false, false, false)), "Unsupported aclType");
    EXPECT_DEATH(fill(pdKey(), mgdOf(5, false, false, false)), "Unsupported aclType");
+}
+
+// Counted rules as the flat map holds them, against an ordered map: runs of rule ids, keys
+// that differ only in the device or the list, and random keys.
+TEST(CounterEntryKeyMap, SequentialAndRandomKeysAgreeWithAnOrderedMap) {
+   Norv::FlatHashMap<XpAcl::CounterEntryKey, uint16_t> flat;
+   std::map<XpAcl::CounterEntryKey, uint16_t> model;
+   std::mt19937 rng(7);
+   auto put = [&](const XpAcl::CounterEntryKey& k) {
+      const auto v = static_cast<uint16_t>(model.size());
+      if (model.emplace(k, v).second) {
+         EXPECT_TRUE(flat.insert(k, v).second);
+      }
+   };
+   for (uint32_t rule = 0; rule < 3000; ++rule)
+      put(XpAcl::CounterEntryKey(XpXdk::XpDeviceId(1), aclIdOf(5), rule));
+   for (uint32_t dev = 0; dev < 64; ++dev) {
+      for (uint32_t list = 0; list < 16; ++list) {
+         put(XpAcl::CounterEntryKey(
+             XpXdk::XpDeviceId(static_cast<uint8_t>(dev)),
+             aclIdOf(list, list % 2 ? Acl::AclDirection::out : Acl::AclDirection::in),
+             1u << 31));
+      }
+   }
+   for (int i = 0; i < 3000; ++i) {
+      put(XpAcl::CounterEntryKey(XpXdk::XpDeviceId(static_cast<uint8_t>(rng())),
+                                 aclIdOf(rng() % 4096), static_cast<uint32_t>(rng())));
+   }
+   ASSERT_EQ(flat.size(), model.size());
+   bool odd = false;
+   for (auto it = model.begin(); it != model.end();) {
+      const uint16_t* v = flat.find(it->first);
+      ASSERT_TRUE(v);
+      EXPECT_EQ(*v, it->second);
+      odd = !odd;
+      if (odd) {
+         EXPECT_TRUE(flat.erase(it->first));
+         it = model.erase(it);
+      } else {
+         ++it;
+      }
+   }
+   ASSERT_EQ(flat.size(), model.size());
+   for (const auto& [k, v] : model) {
+      const uint16_t* found = flat.find(k);
+      ASSERT_TRUE(found);
+      EXPECT_EQ(*found, v);
+   }
+   EXPECT_FALSE(flat.contains(XpAcl::CounterEntryKey(XpXdk::XpDeviceId(1), aclIdOf(5), 3000)));
 }
 
 TEST(CounterEntryKeyText, ReadsBackWhatItWrites) {
@@ -337,6 +388,23 @@ TEST_F(MgTableHelperTest, UnknownChipStageOrCapabilityAborts) {
    w.hwCap->chipHwCapabilityDel(chip);
    EXPECT_DEATH(w.helper->addEntry(dev, Orim::StageId(2), Key(0, 1), &r),
                 "Assertion `chipHwCapability' failed");
+}
+
+// The priority written follows the chip's capability: changed, replaced and removed.
+TEST_F(MgTableHelperTest, PriorityFollowsTheChipCapability) {
+   Orim::PerStageTableEntry e = rule(3, 1, false);
+   e.priorityIs(100);
+   add(Key(0, 1), e);
+   EXPECT_EQ(hw(1).data.word[1], kPriorityMax - 100);
+   w.hwCap->chipHwCapability(chip)->priorityFieldMaxCountIs(0x0fff);
+   add(Key(0, 2), e);
+   EXPECT_EQ(hw(2).data.word[1], 0x0fff - 100);
+   w.hwCap->chipHwCapabilityDel(chip);
+   w.hwCap->chipHwCapabilityIs(chip)->priorityFieldMaxCountIs(500);
+   add(Key(0, 3), e);
+   EXPECT_EQ(hw(3).data.word[1], 400);
+   w.hwCap->chipHwCapabilityDel(chip);
+   EXPECT_DEATH(add(Key(0, 6), e), "Assertion `chipHwCapability' failed");
 }
 
 // What the helper knows of a stage's table follows the stage status.

@@ -1,5 +1,6 @@
 #include "xpacl/maskgroup/XpAclMgTableHelper.h"
 
+#include <bit>
 #include <cstdio>
 #include <cstring>
 
@@ -35,9 +36,11 @@ constexpr uint8_t kFragmentBit = 0x02;
 constexpr uint8_t kDirectionBit = 0x80;
 constexpr uint8_t kMacPktType = 7;
 
-void put16(uint8_t* b, size_t at, uint32_t v) {
-   b[at] = static_cast<uint8_t>(v);
-   b[at + 1] = static_cast<uint8_t>(v >> 8);
+// v at b, low byte first.
+template <class T>
+void storeLe(uint8_t* b, T v) {
+   static_assert(std::endian::native == std::endian::little, "the key is built little-endian");
+   std::memcpy(b, &v, sizeof v);
 }
 uint32_t get16(const uint8_t* b, size_t at) {
    return b[at] | uint32_t{b[at + 1]} << 8;
@@ -91,31 +94,46 @@ CounterEntryKey CounterEntryKey::fromText(const std::string& text) {
    return key;
 }
 
-void fillMgTableEntryKey(Orim::ChipRuleListId chipRuleListId, Acl::AclDirection direction,
-                         const Orim::PDKeyValue& pdKey,
-                         const Orim::MaskGroupDescriptor& maskGroupDescriptor,
-                         xpAaclMgTableEntryKey& key) {
+namespace {
+// The body of fillMgTableEntryKey, inlined into the per-rule path.
+[[gnu::always_inline]] inline void fillKey(Orim::ChipRuleListId chipRuleListId,
+                                           Acl::AclDirection direction,
+                                           const Orim::PDKeyValue& pdKey,
+                                           const Orim::MaskGroupDescriptor& maskGroupDescriptor,
+                                           xpAaclMgTableEntryKey& key) {
    // TCP flags are matched elsewhere, never in the MG table.
    NORV_ASSERT(!pdKey.tcpFlag().value());
    uint8_t* const b = key.bytes;
    // The rule list id stands in the bytes of fields the mask group does not match on: the
    // chip hashes those bytes too, and every entry of the list must hash alike.
-   const auto listId = static_cast<uint8_t>(chipRuleListId.value());
-   uint8_t flags = b[kFlagsByte] & ~kFragmentBit;
-   if (maskGroupDescriptor.ipFrag() && !pdKey.fragment()) flags |= kFragmentBit;
-   flags = static_cast<uint8_t>((flags & 0x03) | (pdKey.established() ? 1 : 0) << 2);
-   b[kFlagsByte] = flags;
-   b[kTtlByte] = maskGroupDescriptor.ttl() ? static_cast<uint8_t>(pdKey.ttl() - 1) : listId;
-   b[kTosByte] = listId;
-   b[kProtoByte] = maskGroupDescriptor.ipProto() ? pdKey.protocol() : listId;
-   put16(b, kSrcPortByte, pdKey.srcPortLabel());
-   put16(b, kDstPortByte, pdKey.dstPortLabel());
-   put16(b, kSrcIpByte, pdKey.srcIpLabel());
-   put16(b, kDstIpByte, pdKey.dstIpLabel());
-   b[kTypeByte] =
-       static_cast<uint8_t>(aclTypeCode(maskGroupDescriptor.aclType()) |
-                            (direction != Acl::AclDirection::in ? kDirectionBit : 0));
-   b[kAclIdByte] = listId;
+   const uint64_t listId = static_cast<uint8_t>(chipRuleListId.value());
+   const uint8_t typeCode = aclTypeCode(maskGroupDescriptor.aclType());
+   // Bit 0 of the flag byte stays as it is; bit 1 is the fragment bit.
+   const uint64_t flags = (b[kFlagsByte] & 0x01u) |
+                          uint64_t{maskGroupDescriptor.ipFrag() && !pdKey.fragment()} << 1 |
+                          uint64_t{pdKey.established() != 0} << 2;
+   const uint64_t ttl =
+       maskGroupDescriptor.ttl() ? static_cast<uint8_t>(pdKey.ttl() - 1) : listId;
+   const uint64_t proto = maskGroupDescriptor.ipProto() ? pdKey.protocol() : listId;
+   // Bytes 2 .. 9, 10 .. 13 and 16 .. 17 are built as words and stored whole, little-endian
+   // as the key is laid out.
+   const uint64_t flagsToPorts = flags | ttl << 8 | listId << 16 | proto << 24 |
+                                 uint64_t{pdKey.srcPortLabel() & 0xffffu} << 32 |
+                                 uint64_t{pdKey.dstPortLabel() & 0xffffu} << 48;
+   const uint32_t ips = (pdKey.srcIpLabel() & 0xffffu) | pdKey.dstIpLabel() << 16;
+   const uint16_t typeAndList = static_cast<uint16_t>(
+       typeCode | (direction != Acl::AclDirection::in ? kDirectionBit : 0) | listId << 8);
+   storeLe(b + kFlagsByte, flagsToPorts);
+   storeLe(b + kSrcIpByte, ips);
+   storeLe(b + kTypeByte, typeAndList);
+}
+} // namespace
+
+void fillMgTableEntryKey(Orim::ChipRuleListId chipRuleListId, Acl::AclDirection direction,
+                         const Orim::PDKeyValue& pdKey,
+                         const Orim::MaskGroupDescriptor& maskGroupDescriptor,
+                         xpAaclMgTableEntryKey& key) {
+   fillKey(chipRuleListId, direction, pdKey, maskGroupDescriptor, key);
 }
 
 namespace {
@@ -268,8 +286,8 @@ uint32_t MgTableHelper::addEntry(XpXdk::XpDeviceId deviceId, Orim::StageId stage
    }
 
    xpAaclMgTableEntry hwEntry;
-   fillMgTableEntryKey(entry->aclId().chipRuleListId(), entry->aclId().direction(),
-                       entry->pdKey(), entry->maskGroupDescriptor(), hwEntry.key);
+   fillKey(entry->aclId().chipRuleListId(), entry->aclId().direction(), entry->pdKey(),
+           entry->maskGroupDescriptor(), hwEntry.key);
    hwEntry.data.word[0] = static_cast<uint16_t>(uint32_t{entry->aclResult()} |
                                                 uint32_t{entry->logging()} << 1 | cIndex << 3);
 

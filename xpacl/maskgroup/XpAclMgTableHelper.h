@@ -106,9 +106,9 @@ public:
 
    auto operator<=>(const CounterEntryKey&) const = default;
    bool operator==(const CounterEntryKey&) const = default;
+   // The fields side by side; the flat map mixes the bits itself.
    size_t hash() const {
-      return (size_t{deviceId_.value()} << 56 ^ aclId_.hash() << 32 ^ ruleId_) *
-             0x9e3779b97f4a7c15ull;
+      return size_t{deviceId_.value()} << 56 ^ aclId_.hash() << 32 ^ ruleId_;
    }
    std::string text() const {
       return Norv::valueText("XpAcl::CounterEntryKey", Norv::field("deviceId", deviceId_),
