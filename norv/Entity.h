@@ -21,6 +21,13 @@ NORV_EXPORT inline unsigned batchDepth = 0;
 inline bool batchOpen() {
    return batchDepth > 0;
 }
+// Set while a closed batch hands out what it deferred: a handler then runs before other
+// notifiees have heard of changes that came later in the batch, so what they cache may be
+// stale.
+NORV_EXPORT inline unsigned batchDeliveries = 0;
+inline bool batchDelivering() {
+   return batchDeliveries > 0;
+}
 NORV_EXPORT void deliveryEnded();
 } // namespace detail
 

@@ -78,6 +78,10 @@ void NotificationBatch::close() {
    auto order = std::move(s.order);
    s.order.clear();
    s.index.clear();
+   struct Delivering {
+      Delivering() { ++detail::batchDeliveries; }
+      ~Delivering() { --detail::batchDeliveries; }
+   } delivering;
    for (auto& p : order)
       p->deliver();
 }

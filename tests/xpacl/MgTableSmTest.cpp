@@ -84,6 +84,31 @@ TEST_F(MgTableSmTest, DeviceFirstThenConfigurationIsProgrammedAtOnce) {
    EXPECT_TRUE(written(7, 4));
 }
 
+// In one batch a rule is published and then its stage moves to another MG table: the rule is
+// delivered first, and must be written where the stage is now, not where it was.
+TEST_F(MgTableSmTest, ARuleDeliveredBeforeItsStageMoveInOneBatchFollowsTheMove) {
+   w.chipUp(1);
+   w.start();
+   auto t = w.table(1, 2);
+   t->tableIs(Key(0, 1), rule(3, 1, false));
+   ASSERT_TRUE(written(1));
+   auto chipStatus = w.stageStatus->aaclChipStageStatus(Orim::ChipId(1));
+   const XpAcl::AaclLdeMgTableLookupDesc old =
+       chipStatus->aaclStageDescriptor(Orim::StageId(2))->ldeMgTableLookupDesc();
+   {
+      Norv::NotificationBatch batch;
+      t->tableIs(Key(0, 2), rule(3, 2, false));
+      chipStatus->aaclStageDescriptorDel(Orim::StageId(2));
+      chipStatus->aaclStageDescriptorIs(
+          Orim::StageId(2),
+          XpAcl::AaclLdeMgTableLookupDesc(old.ldeId(), XpAcl::AaclMgTableId(7),
+                                          old.mgksTableId(), old.ldeSeProfileSet()));
+      batch.close();
+   }
+   EXPECT_TRUE(written(2, 7));
+   EXPECT_FALSE(written(2, 2));
+}
+
 TEST_F(MgTableSmTest, ArmingProgramsWhatIsAlreadyThere) {
    w.chipUp(1);
    w.table(1, 2)->tableIs(Key(0, 1), rule(3, 1, false));

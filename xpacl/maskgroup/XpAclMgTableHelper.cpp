@@ -199,8 +199,10 @@ void MgTableHelper::activeEntryCntAtStageDec(uint32_t mgTableId, uint32_t n) {
 uint32_t MgTableHelper::mgTableIdOf(XpXdk::XpDeviceId deviceId, Orim::StageId stageId) const {
    const uint32_t dev = deviceId.value();
    const uint32_t stage = stageId.value();
-   // While a batch is open, notifications wait, and so would the row's invalidation.
-   if (dev >= kCachedDevices || stage >= kCachedStages || Norv::detail::batchOpen()) {
+   // While a batch is open or being delivered, the row's invalidation may still wait behind
+   // the change that brought us here.
+   if (dev >= kCachedDevices || stage >= kCachedStages || Norv::detail::batchOpen() ||
+       Norv::detail::batchDelivering()) [[unlikely]] {
       return lookUpMgTableId(deviceId, stageId);
    }
    int16_t& known = stageMgTable_[dev][stage];

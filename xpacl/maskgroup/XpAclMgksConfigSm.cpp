@@ -210,13 +210,16 @@ void MgksConfigChipSm::handleSeProfileStatusEntry(const Orim::ChipRuleListId& ch
 }
 
 AaclMgksTableId MgksConfigChipSm::mgksTableIdOf(const Orim::StageId& stageId) const {
-   if (const uint8_t* cached = mgksTableIdOfStage_.find(stageId))
+   // While a batch is open or being delivered, the invalidation of a cached id may still wait
+   // behind the change that brought us here: read the descriptor itself then.
+   const bool cacheable = !Norv::detail::batchOpen() && !Norv::detail::batchDelivering();
+   if (const uint8_t* cached = mgksTableIdOfStage_.find(stageId); cached && cacheable)
       return AaclMgksTableId(*cached);
    Norv::Ptr<const AaclStageDescriptor> aaclStageDescriptor =
        chipAaclStageStatus_->aaclStageDescriptor(stageId);
    NORV_ASSERT(aaclStageDescriptor);
    const AaclMgksTableId id = aaclStageDescriptor->ldeMgTableLookupDesc().mgksTableId();
-   mgksTableIdOfStage_.insert(stageId, id.value());
+   if (cacheable) mgksTableIdOfStage_.insert(stageId, id.value());
    return id;
 }
 
