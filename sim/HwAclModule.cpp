@@ -79,15 +79,6 @@ Norv::Ptr<Orim::PDConfig> pdConfig(Simulator& s) {
    return s.world().get<Orim::PDConfig>("pDConfig");
 }
 
-Orim::ChipId chipArg(Simulator& s, const Args& a, size_t i) {
-   const uint64_t n = a.number(i, "chip id", kMaxChip);
-   if (!s.world().devices->deviceIdColl().contains(
-           XpXdk::XpDeviceId(static_cast<uint8_t>(n)))) {
-      throw Error("unknown chip " + std::to_string(n) + ": no such device (use 'device add')");
-   }
-   return Orim::ChipId(static_cast<uint32_t>(n));
-}
-
 Plexo::IntfId intfArg(const Args& a, size_t i) {
    const std::string& w = a.word(i, "interface");
    try {
@@ -130,7 +121,7 @@ void hwaclPort(Simulator& s, const Args& a) {
 }
 
 void hwaclBind(Simulator& s, const Args& a) {
-   const auto chip = chipArg(s, a, 0);
+   const auto chip = knownChipArg(s, a, 0);
    const auto intf = intfArg(a, 1);
    const auto index = indexArg(a, 2);
    a.atMost(3);
@@ -138,14 +129,14 @@ void hwaclBind(Simulator& s, const Args& a) {
 }
 
 void hwaclUnbind(Simulator& s, const Args& a) {
-   const auto chip = chipArg(s, a, 0);
+   const auto chip = knownChipArg(s, a, 0);
    const auto intf = intfArg(a, 1);
    a.atMost(2);
    changingChip(s, chip)->intfToHwAclIndexDel(intf);
 }
 
 void hwaclVlanBind(Simulator& s, const Args& a) {
-   const auto chip = chipArg(s, a, 0);
+   const auto chip = knownChipArg(s, a, 0);
    const Bridging::VlanId vlan(vlanArg(a, 1));
    const auto index = indexArg(a, 2);
    a.atMost(3);
@@ -153,14 +144,14 @@ void hwaclVlanBind(Simulator& s, const Args& a) {
 }
 
 void hwaclVlanUnbind(Simulator& s, const Args& a) {
-   const auto chip = chipArg(s, a, 0);
+   const auto chip = knownChipArg(s, a, 0);
    const Bridging::VlanId vlan(vlanArg(a, 1));
    a.atMost(2);
    changingChip(s, chip)->vlanToHwAclIndexDel(vlan);
 }
 
 void hwaclKey(Simulator& s, const Args& a) {
-   const auto chip = chipArg(s, a, 0);
+   const auto chip = knownChipArg(s, a, 0);
    const auto index = indexArg(a, 1);
    const std::string& dir = a.word(2, "direction");
    if (dir != "in" && dir != "out")
@@ -180,7 +171,7 @@ void hwaclKey(Simulator& s, const Args& a) {
 }
 
 void hwaclControl(Simulator& s, const Args& a) {
-   const auto chip = chipArg(s, a, 0);
+   const auto chip = knownChipArg(s, a, 0);
    const std::string& w = a.word(1, "global ACL control");
    a.atMost(2);
    Orim::GlobalAclControl v;
@@ -244,7 +235,7 @@ std::string en(const AclIdEn& b) {
 }
 
 void showHwacl(Simulator& s, const Args& a) {
-   const auto chip = chipArg(s, a, 0);
+   const auto chip = knownChipArg(s, a, 0);
    a.atMost(1);
    auto sm = chipSm(s, chip);
    const auto& m = *sm->chipHwAclIdMap();
@@ -311,7 +302,7 @@ const char* onOff(bool b) {
 }
 
 void showPortAcl(Simulator& s, const Args& a) {
-   const auto chip = chipArg(s, a, 0);
+   const auto chip = knownChipArg(s, a, 0);
    a.atMost(1);
    auto* mgr = xpIfPl::instance()->getMgr<xpPortConfigMgr>(
        xpPrimitiveMgrBase<xpPortConfigMgr>::idAt(0));
@@ -329,7 +320,7 @@ void showPortAcl(Simulator& s, const Args& a) {
 }
 
 void showIvif(Simulator& s, const Args& a) {
-   const auto chip = chipArg(s, a, 0);
+   const auto chip = knownChipArg(s, a, 0);
    a.atMost(1);
    auto* mgr = xpIfPl::instance()->getMgr<xpPortVlanIvifMgr>(
        xpPrimitiveMgrBase<xpPortVlanIvifMgr>::idAt(0));
@@ -351,7 +342,7 @@ void showIvif(Simulator& s, const Args& a) {
 }
 
 void showEvif(Simulator& s, const Args& a) {
-   const auto chip = chipArg(s, a, 0);
+   const auto chip = knownChipArg(s, a, 0);
    a.atMost(1);
    auto* mgr = xpIfPl::instance()->getMgr<xpEgressBdEvifMgr>(
        xpPrimitiveMgrBase<xpEgressBdEvifMgr>::idAt(0));

@@ -61,15 +61,6 @@ xpAaclMgTableMgr* mgModel() {
        xpPrimitiveMgrBase<xpAaclMgTableMgr>::idAt(0));
 }
 
-Orim::ChipId chipArg(Simulator& s, const Args& a, size_t i) {
-   const uint64_t n = a.number(i, "chip id", kMaxChip);
-   if (!s.world().devices->deviceIdColl().contains(
-           XpXdk::XpDeviceId(static_cast<uint8_t>(n)))) {
-      throw Error("unknown chip " + std::to_string(n) + ": no such device (use 'device add')");
-   }
-   return Orim::ChipId(static_cast<uint32_t>(n));
-}
-
 // A stage of the chip's pipeline profile.
 Orim::StageId stageArg(Simulator& s, const Orim::ChipId& chip, const Args& a, size_t i) {
    const Orim::StageId stage(static_cast<uint32_t>(a.number(i, "stage id", kMaxId)));
@@ -214,7 +205,7 @@ std::string at(const Orim::StageId& stage, const Orim::PerStageHashTableKey& key
 }
 
 void ruleAdd(Simulator& s, const Args& a) {
-   const Orim::ChipId chip = chipArg(s, a, 0);
+   const Orim::ChipId chip = knownChipArg(s, a, 0);
    const Orim::StageId stage = stageArg(s, chip, a, 1);
    const auto key = positionArg(chip, a, 2);
    const Orim::PerStageTableEntry e = ruleArgs(s, chip, a, 4);
@@ -222,7 +213,7 @@ void ruleAdd(Simulator& s, const Args& a) {
 }
 
 void rulePlace(Simulator& s, const Args& a) {
-   const Orim::ChipId chip = chipArg(s, a, 0);
+   const Orim::ChipId chip = knownChipArg(s, a, 0);
    const Orim::StageId stage = stageArg(s, chip, a, 1);
    const Orim::PerStageTableEntry e = ruleArgs(s, chip, a, 2);
    // The hash is taken in the stage's MG table, which the chip has while it is up.
@@ -273,7 +264,7 @@ void ruleRemove(Simulator& s, const Args& a) {
 
 // The chip counts packets that hit the entry at the position, on the entry's counter.
 void ruleCount(Simulator& s, const Args& a) {
-   const Orim::ChipId chip = chipArg(s, a, 0);
+   const Orim::ChipId chip = knownChipArg(s, a, 0);
    const Orim::StageId stage = stageArg(s, chip, a, 1);
    const auto key = positionArg(chip, a, 2);
    const uint64_t packets = a.number(4, "packets", 1000000000);
@@ -296,7 +287,7 @@ void ruleCount(Simulator& s, const Args& a) {
 }
 
 void showMg(Simulator& s, const Args& a) {
-   const Orim::ChipId chip = chipArg(s, a, 0);
+   const Orim::ChipId chip = knownChipArg(s, a, 0);
    const Orim::StageId stage = stageArg(s, chip, a, 1);
    a.atMost(2);
    std::FILE* f = std::tmpfile();
@@ -318,7 +309,7 @@ void showMg(Simulator& s, const Args& a) {
 // Each rule published for the chip, once: whether it is counted and what it counted since the
 // last time it was shown.
 void showCounters(Simulator& s, const Args& a) {
-   const Orim::ChipId chip = chipArg(s, a, 0);
+   const Orim::ChipId chip = knownChipArg(s, a, 0);
    a.atMost(1);
    auto config =
        s.world().get<Orim::DataFlowConfig>("dataFlowConfig")->chipDataFlowConfig(chip);

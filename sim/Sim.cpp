@@ -215,4 +215,13 @@ bool Simulator::runFile(const std::string& path, std::ostream& err) {
    return runText(path, text, err);
 }
 
+Orim::ChipId knownChipArg(Simulator& s, const Args& a, size_t i) {
+   const uint64_t n = a.number(i, "chip id", 63);
+   if (!s.world().devices->deviceIdColl().contains(
+           XpXdk::XpDeviceId(static_cast<uint8_t>(n)))) {
+      throw Error("unknown chip " + std::to_string(n) + ": no such device (use 'device add')");
+   }
+   return Orim::ChipId(static_cast<uint32_t>(n));
+}
+
 } // namespace Sim

@@ -99,6 +99,9 @@ private:
    bool echo_ = false;
 };
 
+// Argument i as the id of a chip whose device the scenario added.
+Orim::ChipId knownChipArg(Simulator& s, const Args& a, size_t i);
+
 // The scenario played when the simulator is given none.
 std::string builtinScenario();
 

@@ -66,15 +66,6 @@ private:
    NorvDevices notifiee_;
 };
 
-Orim::ChipId chipArg(Simulator& s, const Args& a) {
-   const uint64_t n = a.number(0, "chip id", kMaxChip);
-   const XpXdk::XpDeviceId dev(static_cast<uint8_t>(n));
-   if (!s.world().devices->deviceIdColl().contains(dev)) {
-      throw Error("unknown chip " + std::to_string(n) + ": no such device (use 'device add')");
-   }
-   return Orim::ChipId(static_cast<uint32_t>(n));
-}
-
 Orim::ChipRuleListId ruleListArg(const Args& a, size_t i) {
    return Orim::ChipRuleListId(static_cast<uint32_t>(a.number(i, "rule list id", kMaxId)));
 }
@@ -107,7 +98,7 @@ std::string removedKey(const Orim::ChipId& chip, const Orim::ChipRuleListId& rul
 }
 
 void seProfileConfig(Simulator& s, const Args& a) {
-   const Orim::ChipId chip = chipArg(s, a);
+   const Orim::ChipId chip = knownChipArg(s, a, 0);
    const auto ruleList = ruleListArg(a, 1);
    const auto stage = stageArg(a, 2);
    Orim::MaskGroupDescriptor mgd;
@@ -128,7 +119,7 @@ void seProfileConfig(Simulator& s, const Args& a) {
 }
 
 void seProfileRemove(Simulator& s, const Args& a) {
-   const Orim::ChipId chip = chipArg(s, a);
+   const Orim::ChipId chip = knownChipArg(s, a, 0);
    const auto ruleList = ruleListArg(a, 1);
    const bool oneStage = a.has(2);
    const Orim::StageId stage = oneStage ? stageArg(a, 2) : Orim::StageId();
@@ -177,7 +168,7 @@ std::string hashTableText(const Norv::Ptr<Orim::HashStageDescriptor>& d) {
 }
 
 void showStages(Simulator& s, const Args& a) {
-   const Orim::ChipId chip = chipArg(s, a);
+   const Orim::ChipId chip = knownChipArg(s, a, 0);
    const bool oneStage = a.has(1);
    const Orim::StageId only = oneStage ? stageArg(a, 1) : Orim::StageId();
    a.atMost(2);
@@ -205,7 +196,7 @@ void showStages(Simulator& s, const Args& a) {
 }
 
 void showHwCap(Simulator& s, const Args& a) {
-   const Orim::ChipId chip = chipArg(s, a);
+   const Orim::ChipId chip = knownChipArg(s, a, 0);
    a.atMost(1);
    auto& o = s.out();
    auto cap = s.world().hwCapabilityColl->chipHwCapability(chip);
@@ -222,7 +213,7 @@ void showHwCap(Simulator& s, const Args& a) {
 }
 
 void showSeProfile(Simulator& s, const Args& a) {
-   const Orim::ChipId chip = chipArg(s, a);
+   const Orim::ChipId chip = knownChipArg(s, a, 0);
    a.atMost(1);
    auto& o = s.out();
    auto& w = s.world();
