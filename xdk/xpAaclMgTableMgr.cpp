@@ -132,8 +132,22 @@ XP_STATUS xpAaclMgTableMgr::hashIndexInWay(xpsDevice_t devId, uint32_t mgTableId
              subTableId, mgTableId, devId);
       return XP_ERR_INVALID_ARG;
    }
-   hashIndex = static_cast<uint32_t>(keyHash(*key, subTableId) & (d.entriesPerWay - 1));
+   hashIndex = wayIndexOf(devId, subTableId, *key);
    return XP_NO_ERR;
+}
+
+uint32_t xpAaclMgTableMgr::waysOf(xpsDevice_t devId) const {
+   return xpIsValidDevId(devId) ? devices_[devId].ways : 0;
+}
+
+uint32_t xpAaclMgTableMgr::entriesPerWayOf(xpsDevice_t devId) const {
+   return xpIsValidDevId(devId) ? devices_[devId].entriesPerWay : 0;
+}
+
+uint32_t xpAaclMgTableMgr::wayIndexOf(xpsDevice_t devId, uint32_t way,
+                                      const xpAaclMgTableEntryKey& key) const {
+   const uint32_t perWay = entriesPerWayOf(devId);
+   return perWay ? static_cast<uint32_t>(keyHash(key, way) & (perWay - 1)) : 0;
 }
 
 XP_STATUS xpAaclMgTableMgr::writeKeyAndControlData(xpDeviceArg dev, uint32_t mgTableId,

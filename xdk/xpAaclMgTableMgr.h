@@ -80,6 +80,11 @@ public:
    // at `index` if it holds one.
    const xpAaclMgTableEntry* validEntry(xpsDevice_t devId, uint32_t mgTableId,
                                         uint32_t index) const;
+   // The ways and entries per way of an added device (0 otherwise), and where a key falls in
+   // a way: the hash hashIndexInWay answers with, for the model's own users (not counted).
+   uint32_t waysOf(xpsDevice_t devId) const;
+   uint32_t entriesPerWayOf(xpsDevice_t devId) const;
+   uint32_t wayIndexOf(xpsDevice_t devId, uint32_t way, const xpAaclMgTableEntryKey& key) const;
 
 private:
    struct Slot {

@@ -50,6 +50,10 @@ public:
    // The chip's view, for the model's own users (not an SDK operation, not counted): the entry
    // at `index` if it holds one.
    const xpMgksEntry* validEntry(xpsDevice_t devId, uint32_t mgksTableId, uint32_t index) const;
+   // The entry whose match (first kMatchBytes bytes) equals that of `match`, and its index;
+   // nullptr when there is none (not counted).
+   const xpMgksEntry* findEntry(xpsDevice_t devId, uint32_t mgksTableId,
+                                const xpMgksEntry& match, uint32_t& index) const;
    // Whether adding an entry with this match now would move another entry (not counted).
    bool addWouldMove(xpsDevice_t devId, uint32_t mgksTableId, const xpMgksEntry& match) const;
 
