@@ -4,7 +4,7 @@ PRESET ?= release
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 SRC_FILES = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
 
-.PHONY: configure build run test bench sanitize fuzz format format-check clean
+.PHONY: configure build run test bench sanitize fuzz acl-soak format format-check clean
 
 configure:
 	cmake --preset $(PRESET) >/dev/null
@@ -31,6 +31,20 @@ fuzz:
 	cmake --preset $(PRESET) >/dev/null
 	cmake --build --preset $(PRESET) --target sim_fuzz
 	cd build/$(PRESET) && ./sim_fuzz --count $(FUZZ_COUNT) --seed $(FUZZ_SEED)
+
+# The packet walk against the reference classifier, longer than the test run: ACL_SOAK_SEEDS
+# seeds from ACL_SOAK_SEED, up to ACL_SOAK_RULES rules per ACL, ACL_SOAK_EDITS edits per seed.
+ACL_SOAK_SEED ?= 1000
+ACL_SOAK_SEEDS ?= 60
+ACL_SOAK_RULES ?= 300
+ACL_SOAK_EDITS ?= 60
+acl-soak:
+	cmake --preset $(PRESET) >/dev/null
+	cmake --build --preset $(PRESET) --target test_acl
+	cd build/$(PRESET) && ACL_DIFF_SEED=$(ACL_SOAK_SEED) ACL_DIFF_SEEDS=$(ACL_SOAK_SEEDS) \
+	  ACL_DIFF_RULES=$(ACL_SOAK_RULES) ACL_DIFF_EDITS=$(ACL_SOAK_EDITS) ACL_DIFF_ACLS=4 \
+	  ACL_DIFF_PACKETS=5000 ACL_DIFF_EDIT_PACKETS=3000 \
+	  ./test_acl --gtest_filter='AclDifferential.*'
 
 bench: build
 	@for b in build/$(PRESET)/bench_*; do echo "== $$b"; $$b; done
