@@ -170,6 +170,8 @@ std::vector<Shape> Generator::makeShapes(bool v4, bool v6) {
       if (coin(0.1)) f |= kTtl;
       if (coin(0.1)) f |= kFragment;
       if (coin(0.1)) f |= kEstablished;
+      // A non-first fragment has no L4 header: ports and flags cannot go with it.
+      if (f & kFragment) f &= static_cast<uint8_t>(~(kSport | kDport | kEstablished));
       if (f & (kSport | kDport | kEstablished)) f |= kProto;
       s.fields = f;
       shapes.insert(s);
@@ -200,8 +202,8 @@ Rule Generator::makeRule(const Shape& s) {
    if (s.fields & kSport) r.sport = ranges_[below(ranges_.size())];
    if (s.fields & kDport) r.dport = ranges_[below(ranges_.size())];
    if (s.fields & kTtl) {
-      static constexpr uint8_t kTtls[] = {0, 1, 2, 63, 64, 128, 255};
-      r.ttl = coin(0.8) ? kTtls[below(std::size(kTtls))] : static_cast<uint8_t>(rng_());
+      static constexpr uint8_t kTtls[] = {1, 2, 63, 64, 128, 255};
+      r.ttl = coin(0.8) ? kTtls[below(std::size(kTtls))] : static_cast<uint8_t>(1 + below(255));
    }
    r.fragment = (s.fields & kFragment) != 0;
    r.established = (s.fields & kEstablished) != 0;

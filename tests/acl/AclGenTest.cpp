@@ -26,6 +26,12 @@ void expectPlaceable(const AclGen::Generator& g, uint64_t seed) {
          if (r.sport || r.dport) {
             EXPECT_TRUE(r.protocol == 6 || r.protocol == 17);
          }
+         if (r.fragment) {
+            EXPECT_FALSE(r.sport || r.dport || r.established);
+         }
+         if (r.ttl) {
+            EXPECT_NE(*r.ttl, 0);
+         }
          if (r.established) {
             EXPECT_EQ(r.protocol, 6);
          }
