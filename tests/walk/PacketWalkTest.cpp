@@ -1,4 +1,6 @@
-#include "tests/walk/WalkWorld.h"
+#include <gtest/gtest.h>
+
+#include "tests/walk/WalkChip.h"
 
 namespace WalkTest {
 namespace {
@@ -9,7 +11,11 @@ Orim::MaskGroupDescriptor group(uint8_t type) {
    return mg;
 }
 
-class PacketWalk : public WalkWorld {};
+class PacketWalk : public ::testing::Test, public WalkChip {
+protected:
+   void SetUp() override { start(); }
+   void TearDown() override { stop(); }
+};
 
 TEST_F(PacketWalk, EnableBitsChooseTheLookupAndIdZeroBlocks) {
    auto mg = group(paclV4);

@@ -1,10 +1,9 @@
 #pragma once
 
 // A chip whose ACL tables are written the way the driver writes them (its own key and
-// key-select layouts, its transform entry), for tests of the packet walk: what the walk finds
-// is then checked against a writer it does not share code with.
-#include <gtest/gtest.h>
-
+// key-select layouts, its transform entry), for tests and benchmarks of the packet walk: what
+// the walk finds is then checked against a writer it does not share code with.
+#include <stdexcept>
 #include <string>
 
 #include "platform/PlexoIpGenPrefix.h"
@@ -48,16 +47,25 @@ struct TestRule {
    uint16_t counter = 0;
 };
 
-class WalkWorld : public ::testing::Test {
-protected:
-   void SetUp() override {
+// A chip-model call that must succeed.
+inline void ok(XP_STATUS status, const char* what) {
+   if (status != XP_NO_ERR) {
+      throw std::runtime_error(std::string(what) + " failed with status " +
+                               std::to_string(status));
+   }
+}
+
+class WalkChip {
+public:
+   // A fresh chip model with device kDev of `profile`.
+   void start(const xpDeviceProfile& profile = {}) {
       xpSdkInit();
       xpLogMgr::instance()->setSink(nullptr);
-      ASSERT_EQ(xpDeviceMgr::instance()->addDevice(kDev), XP_NO_ERR);
+      ok(xpDeviceMgr::instance()->addDevice(kDev, profile), "addDevice");
       acl = xpAclPl::instance();
       ifPl = xpIfPl::instance();
    }
-   void TearDown() override { xpLogMgr::instance()->setSink(stderr); }
+   void stop() { xpLogMgr::instance()->setSink(stderr); }
 
    template <class M>
    M* aclMgr(size_t instance = 0) {
@@ -70,19 +78,19 @@ protected:
 
    void bindPort(uint32_t port, uint8_t aclId, bool v4, bool v6) {
       xpPortConfigEntry e{aclId, static_cast<uint8_t>(v4 | v6 << 1)};
-      ASSERT_EQ(ifMgr<xpPortConfigMgr>()->writeEntry(kDev, port, &e), XP_NO_ERR);
+      ok(ifMgr<xpPortConfigMgr>()->writeEntry(kDev, port, &e), "port writeEntry");
    }
    void bindPortVlan(uint16_t port, uint16_t vlan, uint8_t aclId, bool v4, bool v6) {
       xpPortVlanIvifEntry e{{port, vlan}, {aclId, static_cast<uint8_t>(v4 | v6 << 1)}};
       xpsHashIndexList list;
-      ASSERT_EQ(ifMgr<xpPortVlanIvifMgr>()->addEntry(kDev, 0, &e, &list), XP_NO_ERR);
+      ok(ifMgr<xpPortVlanIvifMgr>()->addEntry(kDev, 0, &e, &list), "IVIF addEntry");
    }
    void bindEgress(uint16_t vif, uint16_t vlan, uint8_t pacl, bool pv4, bool pv6, uint8_t racl,
                    bool rv4, bool rv6) {
       xpEgressBdEvifEntry e{{vif, vlan},
                             {xpEgressBdEvifData::pack(pacl, pv4, pv6, racl, rv4, rv6)}};
       xpsHashIndexList list;
-      ASSERT_EQ(ifMgr<xpEgressBdEvifMgr>()->addEntry(kDev, &e, &list), XP_NO_ERR);
+      ok(ifMgr<xpEgressBdEvifMgr>()->addEntry(kDev, &e, &list), "EVIF addEntry");
    }
 
    // The key-select entry that sends hardware index `hwIndex` of `type` to rule list `list`
@@ -92,10 +100,9 @@ protected:
       const Orim::ChipRuleListIdKey key(
           hwIndex, 0, type, egress ? Orim::AclDirection::out : Orim::AclDirection::in);
       const auto fields = XpAcl::mgksEntryFields(key, Orim::ChipRuleListId(list), mg, 0);
-      ASSERT_TRUE(fields);
-      const xpMgksEntry e = XpAcl::packMgksEntry(*fields);
+      const xpMgksEntry e = XpAcl::packMgksEntry(fields.value());
       uint32_t index = 0, rehash = 0;
-      ASSERT_EQ(aclMgr<xpMgksMgr>()->addEntry(kDev, stage + 1, &e, index, rehash), XP_NO_ERR);
+      ok(aclMgr<xpMgksMgr>()->addEntry(kDev, stage + 1, &e, index, rehash), "MGKS addEntry");
    }
 
    static xpAaclMgTableEntryKey keyOf(const TestRule& r) {
@@ -105,33 +112,39 @@ protected:
                                  r.pd, r.mg, key);
       return key;
    }
-   // Writes the rule where its key hashes in its way; returns its hardware index.
-   uint32_t write(const TestRule& r) {
+   // Where the rule's key hashes in its way, as a hardware index.
+   uint32_t indexOf(const TestRule& r) {
       const xpAaclMgTableEntryKey key = keyOf(r);
       uint32_t hash = 0;
-      auto* mg = aclMgr<xpAaclMgTableMgr>();
-      EXPECT_EQ(mg->hashIndexInWay(kDev, r.stage, r.way, &key, hash), XP_NO_ERR);
+      ok(aclMgr<xpAaclMgTableMgr>()->hashIndexInWay(kDev, r.stage, r.way, &key, hash),
+         "hashIndexInWay");
+      return (r.way << kWayShift) + hash;
+   }
+   // Writes the rule where its key hashes in its way; returns its hardware index.
+   uint32_t write(const TestRule& r) {
       xpAaclMgTableEntry e;
-      e.key = key;
+      e.key = keyOf(r);
       e.data.word[0] = static_cast<uint16_t>(r.permit | r.log << 1 | r.counter << 3);
       e.data.word[1] = r.hwPriority;
-      const uint32_t index = (r.way << kWayShift) + hash;
-      EXPECT_EQ(mg->writeKeyAndControlData(kDev, r.stage, index, &e), XP_NO_ERR);
+      const uint32_t index = indexOf(r);
+      ok(aclMgr<xpAaclMgTableMgr>()->writeKeyAndControlData(kDev, r.stage, index, &e),
+         "writeKeyAndControlData");
       return index;
    }
 
    // A prefix in slot `index` of the source (which 0) or destination (1) transform table.
    void prefix(size_t which, uint32_t index, const std::string& text, uint32_t label) {
       const auto p = Plexo::IpGenPrefix::fromText(text);
-      ASSERT_TRUE(p) << text;
+      if (!p) throw std::runtime_error("not a prefix: " + text);
       xpIpXformEntry e;
       XpAcl::buildXformEntry(*p, label, e);
-      ASSERT_EQ(aclMgr<xpIpXformMgr>(1 + which)->writeEntry(kDev, index, &e), XP_NO_ERR);
+      ok(aclMgr<xpIpXformMgr>(1 + which)->writeEntry(kDev, index, &e),
+         "IP transform writeEntry");
    }
    void portLabel(size_t which, uint16_t port, uint16_t label) {
       aaclL4PortEntry e;
       e.setXformedL4Port(label);
-      ASSERT_EQ(aclMgr<aaclL4PortMgr>(1 + which)->writeEntry(kDev, port, &e), XP_NO_ERR);
+      ok(aclMgr<aaclL4PortMgr>(1 + which)->writeEntry(kDev, port, &e), "L4 port writeEntry");
    }
 
    uint64_t counted(uint16_t counter) {
@@ -142,9 +155,9 @@ protected:
 
    static std::array<uint32_t, 4> address(const std::string& text) {
       const auto p = Plexo::IpGenPrefix::fromText(text);
-      EXPECT_TRUE(p) << text;
-      return p && p->isV6() ? p->v6Prefix().address
-                            : std::array<uint32_t, 4>{0, 0, 0, p ? p->v4Prefix().address : 0};
+      if (!p) throw std::runtime_error("not an address: " + text);
+      return p->isV6() ? p->v6Prefix().address
+                       : std::array<uint32_t, 4>{0, 0, 0, p->v4Prefix().address};
    }
    static xpAclPacket packet(const std::string& src, const std::string& dst, uint8_t proto = 6,
                              uint16_t sport = 1000, uint16_t dport = 80) {
