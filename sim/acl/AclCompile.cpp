@@ -4,10 +4,10 @@
 #include <tuple>
 #include <vector>
 
+#include "platform/OrimDataFlow.h"
 #include "sim/acl/AclCompiler.h"
 #include "sim/acl/AclLabels.h"
 #include "sim/acl/AclParse.h"
-#include "platform/OrimDataFlow.h"
 #include "xdk/xpAaclMgTableMgr.h"
 #include "xdk/xpAclPl.h"
 #include "xpacl/maskgroup/XpAclMgTableHelper.h"
@@ -77,8 +77,7 @@ ChipView viewOf(Simulator& s, uint32_t chipValue) {
    for (auto it = stages->aaclStageDescriptorColl().begin(); it; ++it)
       v.stages.push_back(it.key());
    std::sort(v.stages.begin(), v.stages.end());
-   v.config =
-       s.world().get<Orim::DataFlowConfig>("dataFlowConfig")->chipDataFlowConfig(chip);
+   v.config = s.world().get<Orim::DataFlowConfig>("dataFlowConfig")->chipDataFlowConfig(chip);
    return v;
 }
 
@@ -101,20 +100,21 @@ std::vector<Orim::PDKeyValue> expand(const Rule& r, const ChipPlan& plan) {
    const auto one = [](bool on, std::vector<uint32_t> labels) {
       return on ? labels : std::vector<uint32_t>{0};
    };
-   const auto sips = one(r.src.has_value(),
-                         r.src ? prefixLabels(*r.src, plan.prefixes[srcTable].labels)
-                               : std::vector<uint32_t>{});
-   const auto dips = one(r.dst.has_value(),
-                         r.dst ? prefixLabels(*r.dst, plan.prefixes[dstTable].labels)
-                               : std::vector<uint32_t>{});
-   const auto sports = one(r.sport.has_value(),
-                           r.sport ? portLabels(*r.sport, plan.ports[srcTable])
-                                   : std::vector<uint32_t>{});
-   const auto dports = one(r.dport.has_value(),
-                           r.dport ? portLabels(*r.dport, plan.ports[dstTable])
-                                   : std::vector<uint32_t>{});
+   const auto sips =
+       one(r.src.has_value(), r.src ? prefixLabels(*r.src, plan.prefixes[srcTable].labels)
+                                    : std::vector<uint32_t>{});
+   const auto dips =
+       one(r.dst.has_value(), r.dst ? prefixLabels(*r.dst, plan.prefixes[dstTable].labels)
+                                    : std::vector<uint32_t>{});
+   const auto sports =
+       one(r.sport.has_value(),
+           r.sport ? portLabels(*r.sport, plan.ports[srcTable]) : std::vector<uint32_t>{});
+   const auto dports =
+       one(r.dport.has_value(),
+           r.dport ? portLabels(*r.dport, plan.ports[dstTable]) : std::vector<uint32_t>{});
    std::vector<Orim::PDKeyValue> out;
-   if (sips.size() * dips.size() * sports.size() * dports.size() > kMaxEntriesPerRule) return out;
+   if (sips.size() * dips.size() * sports.size() * dports.size() > kMaxEntriesPerRule)
+      return out;
    Orim::PDKeyValue k;
    k.ttlIs(r.ttl.value_or(0));
    k.protocolIs(r.protocol.value_or(0));
@@ -137,8 +137,8 @@ std::vector<Orim::PDKeyValue> expand(const Rule& r, const ChipPlan& plan) {
 }
 
 // What makes an entry the same entry across compilations: where its key is matched and the key.
-using KeyFields = std::tuple<uint32_t, uint32_t, uint32_t, uint32_t, uint8_t, uint8_t, bool,
-                             uint8_t>;
+using KeyFields =
+    std::tuple<uint32_t, uint32_t, uint32_t, uint32_t, uint8_t, uint8_t, bool, uint8_t>;
 KeyFields keyFields(const Orim::PDKeyValue& k) {
    return {k.srcIpLabel(), k.dstIpLabel(),  k.srcPortLabel(), k.dstPortLabel(),
            k.ttl(),        k.established(), k.fragment(),     k.protocol()};
@@ -161,9 +161,8 @@ void labelPorts(const std::map<std::string, Acl>& bound, const ChipPlan& prev, C
          }
       }
       const auto intervals = elementaryIntervals(ranges);
-      const auto labels =
-          stableLabels(std::set<PortRange>(intervals.begin(), intervals.end()), prev.ports[t],
-                       valuesOf(prev.ports[t]), kMaxPortLabel);
+      const auto labels = stableLabels(std::set<PortRange>(intervals.begin(), intervals.end()),
+                                       prev.ports[t], valuesOf(prev.ports[t]), kMaxPortLabel);
       if (!labels) {
          throw Error(chipText(chip) + ": the " + (t == srcTable ? "source" : "destination") +
                      " L4 port table has no label left for " +
@@ -241,20 +240,22 @@ void bindLists(const std::map<std::string, Acl>& bound, uint32_t chip, const Chi
          const std::string& acl = egress ? profile.out : profile.in;
          if (acl.empty()) continue;
          for (bool v6 : {false, true}) {
-            const Orim::ChipRuleListIdKey key(
-                index, 0, tableType(profile.routed, v6),
-                egress ? Orim::AclDirection::out : Orim::AclDirection::in);
+            const Orim::ChipRuleListIdKey key(index, 0, tableType(profile.routed, v6),
+                                              egress ? Orim::AclDirection::out
+                                                     : Orim::AclDirection::in);
             plan.keys[key] = plan.lists.at({acl, egress, profile.routed, v6});
          }
       }
    }
 }
 
-// Stages of a rule list's mask groups: a mask group keeps its stage; a new one takes a stage the
-// list uses neither before nor after, so that its entries are written before the old ones go.
-std::map<std::string, uint32_t> stagesOf(const std::vector<std::string>& groups,
-                                         const std::map<uint32_t, Orim::MaskGroupDescriptor>& prev,
-                                         const ChipView& view, const std::string& what) {
+// Stages of a rule list's mask groups: a mask group keeps its stage; a new one takes a stage
+// the list uses neither before nor after, so that its entries are written before the old ones
+// go.
+std::map<std::string, uint32_t>
+stagesOf(const std::vector<std::string>& groups,
+         const std::map<uint32_t, Orim::MaskGroupDescriptor>& prev, const ChipView& view,
+         const std::string& what) {
    if (groups.size() > view.stages.size()) {
       throw Error(what + " needs " + std::to_string(groups.size()) +
                   " mask groups: more than the chip's " + std::to_string(view.stages.size()) +
@@ -294,9 +295,8 @@ aclPriorities(const AclStore& store, const std::map<std::string, Acl>& next, uin
       for (const auto& [seq, r] : acl.rules)
          order.push_back(seq);
       const auto it = store.priorities.find(name);
-      out[name] = assignPriorities(order, it == store.priorities.end() ? decltype(it->second){}
-                                                                        : it->second,
-                                   max);
+      out[name] = assignPriorities(
+          order, it == store.priorities.end() ? decltype(it->second){} : it->second, max);
    }
    return out;
 }
@@ -342,10 +342,9 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
          mgds[text] = mgd;
       }
       const auto prevMg = prev.stageMg.find(listId);
-      const auto stages =
-          stagesOf(groups, prevMg == prev.stageMg.end() ? decltype(prevMg->second){}
-                                                        : prevMg->second,
-                   view, chipText(chip) + ": " + listText(key));
+      const auto stages = stagesOf(
+          groups, prevMg == prev.stageMg.end() ? decltype(prevMg->second){} : prevMg->second,
+          view, chipText(chip) + ": " + listText(key));
       for (const auto& [text, stage] : stages)
          plan.stageMg[listId][stage] = mgds[text];
       // Entries, first rule first: a key a higher rule already holds is that rule's.
@@ -380,8 +379,8 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
                continue;
             }
             // The first way where the hash finds room, neither published nor planned.
-            auto published = view.config ? view.config->stageHashTable(Orim::StageId(stage))
-                                         : nullptr;
+            auto published =
+                view.config ? view.config->stageHashTable(Orim::StageId(stage)) : nullptr;
             const auto desc = view.cap->stageHashTableDescriptor(Orim::StageId(stage));
             std::string tried;
             bool placed = false;

@@ -38,7 +38,8 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
 void publishChip(Simulator& s, uint32_t chip, const ChipPlan& from, const ChipPlan& to);
 
 // Applies `next` to every chip it or the current ACLs touch: all chips are compiled first, then
-// published; a chip that refuses leaves every chip as it was. On success `next` becomes current.
+// published; a chip that refuses leaves every chip as it was. On success `next` becomes
+// current.
 void applyAcls(Simulator& s, std::map<std::string, Acl> next);
 
 } // namespace Sim::Acl

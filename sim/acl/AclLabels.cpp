@@ -19,7 +19,8 @@ std::vector<PortRange> elementaryIntervals(const std::set<PortRange>& ranges) {
       depth += it->second;
       const auto next = std::next(it);
       if (depth > 0 && next != delta.end()) {
-         out.push_back({static_cast<uint16_t>(it->first), static_cast<uint16_t>(next->first - 1)});
+         out.push_back(
+             {static_cast<uint16_t>(it->first), static_cast<uint16_t>(next->first - 1)});
       }
    }
    return out;

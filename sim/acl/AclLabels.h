@@ -20,9 +20,9 @@ std::vector<PortRange> elementaryIntervals(const std::set<PortRange>& ranges);
 // Labels 1..max for `wanted`: a key keeps the label it had in `previous`; a new key takes the
 // lowest label neither kept nor in `avoid`. Nothing when the labels run out.
 template <class K>
-std::optional<std::map<K, uint32_t>> stableLabels(const std::set<K>& wanted,
-                                                  const std::map<K, uint32_t>& previous,
-                                                  const std::set<uint32_t>& avoid, uint32_t max) {
+std::optional<std::map<K, uint32_t>>
+stableLabels(const std::set<K>& wanted, const std::map<K, uint32_t>& previous,
+             const std::set<uint32_t>& avoid, uint32_t max) {
    std::map<K, uint32_t> out;
    std::set<uint32_t> used = avoid;
    for (const auto& k : wanted) {
@@ -45,15 +45,17 @@ std::optional<std::map<K, uint32_t>> stableLabels(const std::set<K>& wanted,
 }
 
 // Labels of the intervals inside `r` (intervals are disjoint; `r` is a union of some of them).
-std::vector<uint32_t> portLabels(const PortRange& r, const std::map<PortRange, uint32_t>& intervals);
+std::vector<uint32_t> portLabels(const PortRange& r,
+                                 const std::map<PortRange, uint32_t>& intervals);
 
-// Labels of the table's prefixes that lie inside `p`: a packet inside p carries the label of its
-// longest match in the table, which is one of these.
+// Labels of the table's prefixes that lie inside `p`: a packet inside p carries the label of
+// its longest match in the table, which is one of these.
 std::vector<uint32_t> prefixLabels(const Plexo::IpGenPrefix& p,
                                    const std::map<Plexo::IpGenPrefix, uint32_t>& table);
 
-// The label a prefix no rule uses any more keeps in the table so that it never shadows a shorter
-// prefix in use: the label of its longest enclosing live prefix, else `dead` (matched by no rule).
+// The label a prefix no rule uses any more keeps in the table so that it never shadows a
+// shorter prefix in use: the label of its longest enclosing live prefix, else `dead` (matched
+// by no rule).
 uint32_t ghostLabel(const Plexo::IpGenPrefix& ghost,
                     const std::map<Plexo::IpGenPrefix, uint32_t>& live, uint32_t dead);
 

@@ -88,7 +88,8 @@ void aclCommand(Simulator& s, const Args& a) {
       if (verb == "bind") {
          for (const auto& [other, acl] : next) {
             for (const auto& o : acl.bindings) {
-               if (o == b) throw Error("ACL " + other + " is already bound to " + bindingText(b));
+               if (o == b)
+                  throw Error("ACL " + other + " is already bound to " + bindingText(b));
             }
          }
          Acl& acl = next[name];
@@ -105,7 +106,8 @@ void aclCommand(Simulator& s, const Args& a) {
       existing(next, name);
       next.erase(name);
    } else {
-      throw Error("unknown acl verb '" + verb + "': expected rule, no-rule, bind, unbind or remove");
+      throw Error("unknown acl verb '" + verb +
+                  "': expected rule, no-rule, bind, unbind or remove");
    }
    applyAcls(s, std::move(next));
 }
@@ -125,15 +127,14 @@ void showAcl(Simulator& s, const Args& a) {
             if (pe.acl != name) continue;
             indexes[pe.seq].push_back(XpAcl::MgTableHelper::hwIndex(pos));
             if (pe.entry.counting()) {
-               store.hits[{name, pe.seq}] +=
-                   helper->getDeltaCounter(Orim::ChipId(chip), pe.entry.aclId(),
-                                           pe.entry.ruleId());
+               store.hits[{name, pe.seq}] += helper->getDeltaCounter(
+                   Orim::ChipId(chip), pe.entry.aclId(), pe.entry.ruleId());
             }
          }
          for (auto& [seq, list] : indexes) {
             std::sort(list.begin(), list.end());
-            std::string line = "chip " + std::to_string(chip) + " stage " +
-                               std::to_string(stage) + " hw";
+            std::string line =
+                "chip " + std::to_string(chip) + " stage " + std::to_string(stage) + " hw";
             for (uint32_t i : list)
                line += " " + std::to_string(i);
             where[seq].push_back(line);

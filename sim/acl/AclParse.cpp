@@ -154,7 +154,8 @@ bool prefixContains(const Plexo::IpGenPrefix& outer, const Plexo::IpGenPrefix& i
    }
    const auto o = outer.v6Prefix().address;
    const auto n = inner.v6Prefix().address;
-   for (unsigned w = 0, bits = outer.len(); w < 4 && bits > 0; ++w, bits -= std::min(bits, 32u)) {
+   for (unsigned w = 0, bits = outer.len(); w < 4 && bits > 0;
+        ++w, bits -= std::min(bits, 32u)) {
       const uint32_t mask = bits >= 32 ? ~uint32_t{0} : ~uint32_t{0} << (32 - bits);
       if ((o[w] ^ n[w]) & mask) return false;
    }

@@ -1,7 +1,7 @@
 // The publisher: the difference between two states of a chip, written make before break.
 // Labels come first (prefixes through the two-phase request, checked), then rule lists with
-// their mask groups and the rule-list keys, then new entries, then bindings; what goes away goes
-// after, in the reverse order.
+// their mask groups and the rule-list keys, then new entries, then bindings; what goes away
+// goes after, in the reverse order.
 #include <algorithm>
 #include <vector>
 
@@ -113,7 +113,8 @@ bool overlap(const PortRange& a, const PortRange& b) {
 
 // New intervals, after the old ones they overlap: the driver keeps a chip's ranges apart.
 void addPorts(Simulator& s, const Orim::ChipId& chip, int t,
-              const std::map<PortRange, uint32_t>& from, const std::map<PortRange, uint32_t>& to) {
+              const std::map<PortRange, uint32_t>& from,
+              const std::map<PortRange, uint32_t>& to) {
    if (from == to) return;
    auto c = portConfig(s, t, chip);
    std::vector<PortRange> added;
@@ -133,7 +134,8 @@ void addPorts(Simulator& s, const Orim::ChipId& chip, int t,
 }
 
 void dropPorts(Simulator& s, const Orim::ChipId& chip, int t,
-               const std::map<PortRange, uint32_t>& from, const std::map<PortRange, uint32_t>& to) {
+               const std::map<PortRange, uint32_t>& from,
+               const std::map<PortRange, uint32_t>& to) {
    auto c = portConfig(s, t, chip);
    bool any = false;
    for (const auto& [r, l] : from) {
@@ -154,8 +156,7 @@ void checkMgks(Simulator& s, const Orim::ChipId& chip, const ChipPlan& from,
       const auto mgBefore = from.stageMg.find(list);
       for (const auto& [stage, mgd] : mg->second) {
          const bool existed = keyBefore != from.keys.end() && keyBefore->second == list &&
-                              mgBefore != from.stageMg.end() &&
-                              mgBefore->second.count(stage);
+                              mgBefore != from.stageMg.end() && mgBefore->second.count(stage);
          if (!existed) checkMgksRoom(s, chip, key, Orim::StageId(stage));
       }
    }
@@ -181,8 +182,8 @@ void publishChip(Simulator& s, uint32_t chipValue, const ChipPlan& from, const C
    // Labels. The prefix sets are tried first: a table that cannot take its set leaves both
    // tables as they were, the attempted indexes rolled back by attempting the sets in force.
    for (int t : {srcTable, dstTable}) {
-      if (from.prefixes[t] == to.prefixes[t] || attemptTable(s, chip, t, from.prefixes[t],
-                                                             to.prefixes[t])) {
+      if (from.prefixes[t] == to.prefixes[t] ||
+          attemptTable(s, chip, t, from.prefixes[t], to.prefixes[t])) {
          continue;
       }
       for (int u = srcTable; u <= t; ++u) {
@@ -214,9 +215,9 @@ void publishChip(Simulator& s, uint32_t chipValue, const ChipPlan& from, const C
             if (old != before->second.end() && old->second == mgd) continue;
             if (old != before->second.end()) {
                const auto fromStage = from.entries.find(stage);
-               for (const auto& [pos, pe] :
-                    fromStage == from.entries.end() ? decltype(fromStage->second){}
-                                                    : fromStage->second) {
+               for (const auto& [pos, pe] : fromStage == from.entries.end()
+                                                ? decltype(fromStage->second){}
+                                                : fromStage->second) {
                   if (pe.entry.aclId().chipRuleListId().value() == list)
                      removeEntry(config, stage, pos);
                }

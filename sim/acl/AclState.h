@@ -44,9 +44,9 @@ struct PlacedEntry {
    bool operator==(const PlacedEntry&) const = default;
 };
 
-// A chip's prefixes in one IP transform table, with their labels. Prefixes no rule uses any more
-// stay in the table (`ghosts`) so that an entry the driver leaves behind never shadows a prefix
-// in use; they carry the label of their longest live enclosing prefix.
+// A chip's prefixes in one IP transform table, with their labels. Prefixes no rule uses any
+// more stay in the table (`ghosts`) so that an entry the driver leaves behind never shadows a
+// prefix in use; they carry the label of their longest live enclosing prefix.
 struct PrefixSet {
    std::map<Plexo::IpGenPrefix, uint32_t> labels; // live and ghosts
    std::set<Plexo::IpGenPrefix> ghosts;
@@ -56,14 +56,14 @@ struct PrefixSet {
 using Position = Orim::PerStageHashTableKey;
 
 struct ChipPlan {
-   std::array<PrefixSet, 2> prefixes;                        // by PrefixTable
-   std::array<std::map<PortRange, uint32_t>, 2> ports;       // by PrefixTable: interval -> label
-   std::map<ListKey, uint32_t> lists;                        // -> chip rule list id
+   std::array<PrefixSet, 2> prefixes;                  // by PrefixTable
+   std::array<std::map<PortRange, uint32_t>, 2> ports; // by PrefixTable: interval -> label
+   std::map<ListKey, uint32_t> lists;                  // -> chip rule list id
    std::map<uint32_t, std::map<uint32_t, Orim::MaskGroupDescriptor>> stageMg; // list, stage
-   std::map<IndexProfile, uint32_t> indexes;                 // -> hardware ACL index
-   std::map<Orim::ChipRuleListIdKey, uint32_t> keys;         // -> chip rule list id
-   std::map<std::string, uint32_t> intfIndex;                // interface text -> index
-   std::map<uint16_t, uint32_t> vlanIndex;                   // VLAN -> index
+   std::map<IndexProfile, uint32_t> indexes;                    // -> hardware ACL index
+   std::map<Orim::ChipRuleListIdKey, uint32_t> keys;            // -> chip rule list id
+   std::map<std::string, uint32_t> intfIndex;                   // interface text -> index
+   std::map<uint16_t, uint32_t> vlanIndex;                      // VLAN -> index
    std::map<uint32_t, std::map<Position, PlacedEntry>> entries; // stage, position
    uint32_t nextRuleId = 1;
 };
