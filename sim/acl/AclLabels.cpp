@@ -6,6 +6,11 @@
 
 namespace Sim::Acl {
 
+namespace {
+// The priority distance between rules added at either end of an ACL.
+constexpr uint64_t kEndStep = 16;
+} // namespace
+
 std::vector<PortRange> elementaryIntervals(const std::set<PortRange>& ranges) {
    // +1 at a range's first port, -1 after its last; a cut wherever coverage may change.
    std::map<uint32_t, int> delta;
@@ -91,9 +96,17 @@ std::map<uint32_t, uint32_t> assignPriorities(const std::vector<uint32_t>& order
          fits = false;
          break;
       }
-      // n values spread evenly through the open gap (lo, hi).
-      for (uint64_t k = 0; k < n; ++k)
-         out[order[i + k]] = static_cast<uint32_t>(hi - (k + 1) * (hi - lo) / (n + 1));
+      // A run at an end steps away from its one neighbour, leaving room for more rules
+      // there; a run between two neighbours spreads evenly through the gap.
+      const uint64_t even = (hi - lo) / (n + 1);
+      const bool atEnd = i == 0 || j == order.size();
+      const uint64_t step = atEnd ? std::min<uint64_t>(kEndStep, even) : even;
+      for (uint64_t k = 0; k < n; ++k) {
+         const bool fromBelow = i == 0 && j < order.size();
+         out[order[i + k]] = static_cast<uint32_t>(
+             atEnd ? (fromBelow ? lo + (n - k) * step : hi - (k + 1) * step)
+                   : hi - (k + 1) * (hi - lo) / (n + 1));
+      }
       i = j;
    }
    if (fits) return out;
