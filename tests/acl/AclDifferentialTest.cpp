@@ -46,7 +46,7 @@ struct Sizes {
 };
 
 struct Totals {
-   uint64_t packets = 0, acls = 0, rules = 0, edits = 0, mismatches = 0;
+   uint64_t packets = 0, matched = 0, denied = 0, acls = 0, rules = 0, edits = 0, mismatches = 0;
 };
 
 std::string verdictText(bool permit) {
@@ -116,7 +116,7 @@ private:
       std::istringstream words(text);
       std::string family, name;
       words >> family >> name;
-      std::map<std::string, Acl> edited;
+      std::map<std::string, Sim::Acl::Acl> edited;
       if (auto it = gen_.acls().find(name); it != gen_.acls().end()) edited.insert(*it);
       auto probes = probePackets(edited, places_, seed_ * 1000 + k, 0);
       auto others = probePackets(gen_.acls(), places_, seed_ * 1000 + k, sizes_.editPackets / 2);
@@ -133,6 +133,8 @@ private:
          xpAclWalkPacket(pkt, false, walk);
          const RefVerdict ref = classify(gen_.acls(), pkt, place_);
          ++totals.packets;
+         totals.matched += !walk.winners.empty();
+         totals.denied += !walk.permit;
          std::vector<Match> want, got;
          for (const auto& l : ref.lookups) {
             if (l.seq) want.emplace_back(l.acl, *l.seq);
@@ -198,6 +200,7 @@ TEST(AclDifferential, WalkAgreesWithReferenceThroughEdits) {
    std::cout << "acl differential: seeds " << sizes.firstSeed << ".."
              << sizes.firstSeed + sizes.seeds - 1 << ", " << totals.acls << " ACLs ("
              << totals.rules << " rules), " << totals.edits << " edits, " << totals.packets
-             << " packets compared, " << totals.mismatches << " mismatches, " << secs << " s\n";
+             << " packets compared (" << totals.matched << " matching a rule, " << totals.denied
+             << " denied), " << totals.mismatches << " mismatches, " << secs << " s\n";
    EXPECT_GT(totals.packets, 0u);
 }
