@@ -13,6 +13,7 @@
 #include "sim/Sim.h"
 #include "sim/acl/AclCompiler.h"
 #include "tests/acl/AclGen.h"
+#include "xdk/xpAclPl.h"
 #include "xdk/xpPacketWalk.h"
 
 using namespace Sim::Acl;
@@ -57,9 +58,15 @@ using Match = std::pair<std::string, uint32_t>;
 
 class Differential {
 public:
-   Differential(uint64_t seed, const Sizes& sizes)
-       : seed_(seed), sizes_(sizes), gen_(seed, sizes.gen()), sim_(out_),
+   // `planted`: the caller plants a fault; mismatches are counted, not failures.
+   Differential(uint64_t seed, const Sizes& sizes, bool planted = false)
+       : seed_(seed), sizes_(sizes), planted_(planted), gen_(seed, sizes.gen()), sim_(out_),
          place_(gen_.packetPlace()), places_(gen_.places()) {}
+
+   Sim::Simulator& sim() { return sim_; }
+   const AclGen::Generator& gen() const { return gen_; }
+   const std::vector<xpAclPacket>& probes() const { return probes_; }
+   uint64_t mismatches() const { return mismatches_; }
 
    bool play(const std::string& text, const std::string& step) {
       played_ += text;
@@ -72,13 +79,19 @@ public:
       return false;
    }
 
-   void run(Totals& totals) {
-      if (!play(gen_.setupText() + gen_.aclText(), "initial programming")) return;
+   bool initial(Totals& totals) {
+      if (!play(gen_.setupText() + gen_.aclText(), "initial programming")) return false;
       totals.acls += gen_.acls().size();
       for (const auto& [n, acl] : gen_.acls())
          totals.rules += acl.rules.size();
       compareModel();
-      compare(probePackets(gen_.acls(), places_, seed_, sizes_.randomPackets), totals);
+      probes_ = probePackets(gen_.acls(), places_, seed_, sizes_.randomPackets);
+      compare(probes_, totals);
+      return true;
+   }
+
+   void run(Totals& totals) {
+      if (!initial(totals)) return;
       for (uint64_t k = 1; k <= sizes_.edits && mismatches_ < kMaxReported; ++k) {
          const std::string text = gen_.edit();
          if (!play(text, "edit " + std::to_string(k) + ": " + text.substr(0, text.find('\n'))))
@@ -90,11 +103,11 @@ public:
       totals.mismatches += mismatches_;
    }
 
-private:
    static constexpr uint64_t kMaxReported = 5;
 
    // The simulator's ACLs are the generator's: the commands said what the model says.
    void compareModel() {
+      if (planted_) return;
       const auto& sim = acls(sim_);
       std::string want, got;
       for (const auto& [name, acl] : gen_.acls()) {
@@ -128,6 +141,7 @@ private:
    }
 
    void compare(const std::vector<xpAclPacket>& probes, Totals& totals) {
+      const uint64_t maxReported = planted_ ? ~uint64_t{0} : kMaxReported;
       xpAclWalkResult walk;
       for (const auto& pkt : probes) {
          xpAclWalkPacket(pkt, false, walk);
@@ -151,8 +165,8 @@ private:
          std::sort(want.begin(), want.end());
          std::sort(got.begin(), got.end());
          if (walk.permit == ref.permit && want == got && !unmapped) continue;
-         report(pkt, ref, walk, want, got, unmapped);
-         if (++mismatches_ >= kMaxReported) return;
+         if (!planted_) report(pkt, ref, walk, want, got, unmapped);
+         if (++mismatches_ >= maxReported) return;
       }
    }
 
@@ -160,7 +174,9 @@ private:
                const std::vector<Match>& want, const std::vector<Match>& got, bool unmapped) {
       const std::string packet = packetText(pkt, gen_.intfOf(pkt.devId, pkt.port));
       const std::string file = "acl-diff-seed-" + std::to_string(seed_) + ".scn";
-      std::ofstream(file) << played_ << packet << "\n";
+      // The scenario played so far, then every packet that disagreed.
+      if (mismatches_ == 0) std::ofstream(file) << played_;
+      std::ofstream(file, std::ios::app) << packet << "\n";
       std::ostringstream m;
       m << "seed " << seed_ << ", after " << step_ << "\npacket: " << packet
         << "\nreference: " << verdictText(ref.permit);
@@ -174,8 +190,11 @@ private:
       ADD_FAILURE() << m.str();
    }
 
+private:
    uint64_t seed_;
    const Sizes& sizes_;
+   bool planted_;
+   std::vector<xpAclPacket> probes_;
    AclGen::Generator gen_;
    std::ostringstream out_;
    Sim::Simulator sim_;
@@ -203,4 +222,51 @@ TEST(AclDifferential, WalkAgreesWithReferenceThroughEdits) {
              << " packets compared (" << totals.matched << " matching a rule, " << totals.denied
              << " denied), " << totals.mismatches << " mismatches, " << secs << " s\n";
    EXPECT_GT(totals.packets, 0u);
+}
+
+// The comparison catches what it is there for: the simulator told one thing and the model
+// another (a rule's action flipped), and a chip entry lost behind the driver's back.
+TEST(AclDifferential, CatchesPlantedFaults) {
+   Sizes sizes;
+   sizes.randomPackets = 300;
+   for (uint64_t seed = 1; seed <= 4; ++seed) {
+      Totals totals;
+      Differential d(seed, sizes, true);
+      ASSERT_TRUE(d.initial(totals));
+      ASSERT_EQ(d.mismatches(), 0u) << "seed " << seed;
+
+      // The first packet that a rule wins: its entry goes from the chip.
+      std::optional<std::pair<uint8_t, xpAclWalkHit>> hit;
+      for (const auto& p : d.probes()) {
+         const auto walk = xpAclWalkPacket(p, false);
+         if (walk.winners.empty()) continue;
+         hit.emplace(p.devId, walk.winners[0]);
+         break;
+      }
+      ASSERT_TRUE(hit) << "seed " << seed;
+      const auto& [dev, entry] = *hit;
+      const auto owner = ruleAt(d.sim(), dev, entry.stage, entry.hwIndex);
+      ASSERT_TRUE(owner);
+      auto* mg = xpAclPl::instance()->getMgr<xpAaclMgTableMgr>(
+          xpPrimitiveMgrBase<xpAaclMgTableMgr>::idAt(0));
+      ASSERT_EQ(mg->removeEntry(xpDeviceArg{dev}, entry.mgTableId, entry.hwIndex), XP_NO_ERR);
+      d.compare(d.probes(), totals);
+      EXPECT_GT(d.mismatches(), 0u) << "seed " << seed << ": entry of " << owner->first << ":"
+                                    << owner->second << " removed, no probe noticed";
+
+      // Every rule of a bound ACL with its action flipped in the simulator only.
+      const uint64_t before = d.mismatches();
+      std::string flips;
+      for (const auto& [name, acl] : d.gen().acls()) {
+         if (acl.bindings.empty()) continue;
+         for (auto [seq, r] : acl.rules) {
+            r.permit = !r.permit;
+            flips += AclGen::ruleText(name, seq, r);
+         }
+         break;
+      }
+      ASSERT_TRUE(d.play(flips, "flipped actions"));
+      d.compare(d.probes(), totals);
+      EXPECT_GT(d.mismatches(), before) << "seed " << seed << ": flipped actions unnoticed";
+   }
 }
