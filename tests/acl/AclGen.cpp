@@ -57,7 +57,7 @@ Generator::Generator(uint64_t seed, const Config& cfg) : cfg_(cfg), rng_(seed) {
    while (vlans.size() < cfg_.vlans)
       vlans.insert(static_cast<uint16_t>(2 + below(4093)));
    vlans_.assign(vlans.begin(), vlans.end());
-   uint16_t vif = static_cast<uint16_t>(100 + below(1000));
+   nextVif_ = static_cast<uint16_t>(100 + below(1000));
    for (uint32_t chip = 0; chip < cfg_.chips; ++chip) {
       std::set<uint16_t> numbers;
       while (numbers.size() < cfg_.portsPerChip)
@@ -65,7 +65,7 @@ Generator::Generator(uint64_t seed, const Config& cfg) : cfg_(cfg), rng_(seed) {
       for (uint16_t n : numbers) {
          Port p{"Ethernet" + std::to_string(ports_.size() + 1), chip, n, {}};
          for (uint16_t v : vlans_) {
-            if (coin(0.75)) p.vifs[v] = vif++;
+            if (coin(0.75)) p.vifs[v] = nextVif_++;
          }
          ports_.push_back(std::move(p));
       }
@@ -330,7 +330,12 @@ std::string Generator::edit() {
       std::advance(it, below(acls_.size()));
       const std::string name = it->first;
       Acl& acl = it->second;
-      const size_t what = below(100);
+      const size_t what = below(107);
+      if (what >= 103) return toggleVlan();
+      if (what >= 100) { // a device goes down and comes back: everything is written again
+         const std::string chip = std::to_string(below(cfg_.chips));
+         return "device down " + chip + "\ndevice up " + chip + "\n";
+      }
       if (what < 30) { // a new rule
          Rule r;
          if (!tryRule(name, r)) continue;
@@ -388,6 +393,15 @@ std::string Generator::edit() {
       const std::string t = newAcl();
       if (!t.empty()) return t;
    }
+}
+
+std::string Generator::toggleVlan() {
+   Port& p = ports_[below(ports_.size())];
+   const uint16_t vlan = vlans_[below(vlans_.size())];
+   if (p.vifs.erase(vlan)) return "hwacl vif-remove " + p.intf + " " + std::to_string(vlan) + "\n";
+   p.vifs[vlan] = nextVif_++;
+   return "hwacl vif " + p.intf + " " + std::to_string(vlan) + " " +
+          std::to_string(p.vifs[vlan]) + "\n";
 }
 
 std::string Generator::setupText() const {

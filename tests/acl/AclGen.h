@@ -68,7 +68,8 @@ public:
    // Every ACL: its rules, then its bindings.
    std::string aclText() const;
    // One random incremental change (a rule added, changed or removed, a binding added or
-   // dropped, an ACL removed or a new one written), applied to the model; returns its text.
+   // dropped, an ACL removed or a new one written, an interface joining or leaving a VLAN, a
+   // device going down and up), applied to the model; returns its text.
    std::string edit();
 
    // Every place a packet can be: each port on each of its VLANs both ways, and on a VLAN it is
@@ -91,6 +92,7 @@ private:
    std::string newAcl();
    std::string bindRandom(const std::string& acl);
    bool slotFree(const Sim::Acl::Binding& b) const;
+   std::string toggleVlan();
 
    Config cfg_;
    std::mt19937_64 rng_;
@@ -102,6 +104,7 @@ private:
    std::map<std::string, Acl> acls_;
    std::map<std::string, std::vector<Shape>> shapes_;
    uint32_t nextAcl_ = 1;
+   uint16_t nextVif_ = 0;
 };
 
 } // namespace AclGen
