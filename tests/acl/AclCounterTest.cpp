@@ -5,13 +5,10 @@
 
 #include "sim/Sim.h"
 #include "sim/acl/AclCompiler.h"
+#include "tests/acl/TestPackets.h"
 #include "xdk/xpPacketWalk.h"
 
 namespace {
-
-std::array<uint32_t, 4> v4(uint32_t a) {
-   return {0, 0, 0, a};
-}
 
 class AclCounters : public ::testing::Test {
 protected:
@@ -50,17 +47,8 @@ acl core bind 2 vlan 30 in
       for (int i = 0; i < times; ++i)
          xpAclWalkPacket(p, count);
    }
-   xpAclPacket packet(uint32_t src, uint32_t dst, uint8_t proto, uint16_t dport) {
-      xpAclPacket p;
-      p.devId = 2;
-      p.port = 7;
-      p.vlan = 30;
-      p.sip = v4(src);
-      p.dip = v4(dst);
-      p.protocol = proto;
-      p.sport = 5000;
-      p.dport = dport;
-      return p;
+   xpAclPacket packet(const char* src, const char* dst, uint8_t proto, uint16_t dport) {
+      return ipv4Packet(2, 7, 30, src, dst, proto, dport);
    }
 
    std::ostringstream out;
@@ -72,16 +60,16 @@ acl core bind 2 vlan 30 in
 // Packets walked with counting show on their winning rules after the next poll, and add up
 // across polls; a walk without counting, an uncounted rule and a miss count nothing.
 TEST_F(AclCounters, WalkedPacketsShowInTheirRulesAfterThePoll) {
-   const auto web = packet(0xc0a80101, 0x0a000001, 6, 85); // edge 10 and core 5
-   const auto dns = packet(0x01010101, 0x0a000001, 17, 53); // edge 20
-   const auto gre = packet(0x01010101, 0x0a000001, 47, 0);  // edge 30, not counted
+   const auto web = packet("192.168.1.1", "10.0.0.1", 6, 85); // edge 10 and core 5
+   const auto dns = packet("1.1.1.1", "10.0.0.1", 17, 53);    // edge 20
+   const auto gre = packet("1.1.1.1", "10.0.0.1", 47, 0);     // edge 30, not counted
    const auto r = xpAclWalkPacket(web, false);
    ASSERT_EQ(r.winners.size(), 2u);
    walk(web, 7);
    walk(dns, 3);
    walk(gre, 4);
    walk(dns, 5, false);
-   walk(packet(0x01010101, 0x0a000001, 6, 91), 2); // no rule
+   walk(packet("1.1.1.1", "10.0.0.1", 6, 91), 2); // no rule
    run("clock +1\n");
    EXPECT_EQ(hits("edge", 10), 7u);
    EXPECT_EQ(hits("edge", 20), 3u);

@@ -47,7 +47,8 @@ struct Sizes {
 };
 
 struct Totals {
-   uint64_t packets = 0, matched = 0, denied = 0, acls = 0, rules = 0, edits = 0, mismatches = 0;
+   uint64_t packets = 0, matched = 0, denied = 0, acls = 0, rules = 0, edits = 0,
+            mismatches = 0;
 };
 
 std::string verdictText(bool permit) {
@@ -80,7 +81,8 @@ public:
    }
 
    bool initial(Totals& totals) {
-      if (!play(gen_.setupText() + gen_.aclText(), "initial programming")) return false;
+      if (!play(gen_.setupText() + AclGen::aclsText(gen_.acls()), "initial programming"))
+         return false;
       totals.acls += gen_.acls().size();
       for (const auto& [n, acl] : gen_.acls())
          totals.rules += acl.rules.size();
@@ -110,20 +112,8 @@ public:
    // The simulator's ACLs are the generator's: the commands said what the model says.
    void compareModel() {
       if (planted_) return;
-      const auto& sim = acls(sim_);
-      std::string want, got;
-      for (const auto& [name, acl] : gen_.acls()) {
-         for (const auto& [seq, r] : acl.rules)
-            want += AclGen::ruleText(name, seq, r);
-         for (const auto& b : acl.bindings)
-            want += AclGen::bindingText(name, b, true);
-      }
-      for (const auto& [name, acl] : sim) {
-         for (const auto& [seq, r] : acl.rules)
-            got += AclGen::ruleText(name, seq, r);
-         for (const auto& b : acl.bindings)
-            got += AclGen::bindingText(name, b, true);
-      }
+      const std::string want = AclGen::aclsText(gen_.acls()),
+                        got = AclGen::aclsText(acls(sim_));
       EXPECT_EQ(want, got) << "seed " << seed_ << ", " << step_;
    }
 
@@ -134,7 +124,8 @@ public:
       std::map<std::string, Sim::Acl::Acl> edited;
       if (auto it = gen_.acls().find(name); it != gen_.acls().end()) edited.insert(*it);
       auto probes = probePackets(edited, places_, seed_ * 1000 + k, 0);
-      auto others = probePackets(gen_.acls(), places_, seed_ * 1000 + k, sizes_.editPackets / 2);
+      auto others =
+          probePackets(gen_.acls(), places_, seed_ * 1000 + k, sizes_.editPackets / 2);
       std::mt19937_64 rng(seed_ * 1000 + k);
       std::shuffle(others.begin(), others.end(), rng);
       others.resize(std::min<size_t>(others.size(), sizes_.editPackets));
@@ -188,7 +179,7 @@ public:
       for (const auto& [acl, seq] : got)
          m << " " << acl << ":" << seq;
       if (unmapped) m << " (a winner maps to no rule)";
-      m << "\nACLs:\n" << gen_.aclText() << "replay: " << file;
+      m << "\nACLs:\n" << AclGen::aclsText(gen_.acls()) << "replay: " << file;
       ADD_FAILURE() << m.str();
    }
 

@@ -398,7 +398,8 @@ std::string Generator::edit() {
 std::string Generator::toggleVlan() {
    Port& p = ports_[below(ports_.size())];
    const uint16_t vlan = vlans_[below(vlans_.size())];
-   if (p.vifs.erase(vlan)) return "hwacl vif-remove " + p.intf + " " + std::to_string(vlan) + "\n";
+   if (p.vifs.erase(vlan))
+      return "hwacl vif-remove " + p.intf + " " + std::to_string(vlan) + "\n";
    p.vifs[vlan] = nextVif_++;
    return "hwacl vif " + p.intf + " " + std::to_string(vlan) + " " +
           std::to_string(p.vifs[vlan]) + "\n";
@@ -418,9 +419,9 @@ std::string Generator::setupText() const {
    return s;
 }
 
-std::string Generator::aclText() const {
+std::string aclsText(const std::map<std::string, Acl>& acls) {
    std::string s;
-   for (const auto& [name, acl] : acls_) {
+   for (const auto& [name, acl] : acls) {
       for (const auto& [seq, r] : acl.rules)
          s += ruleText(name, seq, r);
       for (const auto& b : acl.bindings)
@@ -459,10 +460,10 @@ std::string Generator::intfOf(uint32_t chip, uint32_t port) const {
 Sim::Acl::PacketPlace Generator::packetPlace() const {
    Sim::Acl::PacketPlace place;
    place.intfOf = [ports = ports_](uint32_t chip, uint32_t port) -> std::optional<std::string> {
-      for (const auto& p : ports) {
-         if (p.chip == chip && p.number == port) return p.intf;
-      }
-      return std::nullopt;
+      const auto p = std::find_if(ports.begin(), ports.end(), [&](const Port& p) {
+         return p.chip == chip && p.number == port;
+      });
+      return p == ports.end() ? std::nullopt : std::optional(p->intf);
    };
    place.onVlan = [ports = ports_](uint32_t chip, uint32_t port, uint16_t vlan) {
       for (const auto& p : ports) {

@@ -56,6 +56,8 @@ struct Shape {
 
 std::string ruleText(const std::string& acl, uint32_t seq, const Sim::Acl::Rule& r);
 std::string bindingText(const std::string& acl, const Sim::Acl::Binding& b, bool bind);
+// Every ACL: its rules, then its bindings.
+std::string aclsText(const std::map<std::string, Acl>& acls);
 
 class Generator {
 public:
@@ -65,8 +67,6 @@ public:
    const std::map<std::string, Acl>& acls() const { return acls_; }
    // Devices, interfaces, chip port numbers and VIFs.
    std::string setupText() const;
-   // Every ACL: its rules, then its bindings.
-   std::string aclText() const;
    // One random incremental change (a rule added, changed or removed, a binding added or
    // dropped, an ACL removed or a new one written, an interface joining or leaving a VLAN, a
    // device going down and up), applied to the model; returns its text.

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "sim/acl/AclReference.h"
+#include "tests/acl/TestPackets.h"
 
 using namespace Sim::Acl;
 
@@ -15,16 +16,7 @@ std::array<uint32_t, 4> addr(const char* s) {
 }
 
 xpAclPacket v4(const char* src, const char* dst, uint8_t proto = 6, uint16_t dport = 80) {
-   xpAclPacket p;
-   p.devId = 0;
-   p.port = 1;
-   p.vlan = 10;
-   p.sip = addr(src);
-   p.dip = addr(dst);
-   p.protocol = proto;
-   p.sport = 40000;
-   p.dport = dport;
-   return p;
+   return ipv4Packet(0, 1, 10, src, dst, proto, dport);
 }
 
 Rule rule(bool permit) {
