@@ -20,6 +20,12 @@ std::string rangeText(const PortRange& r) {
    return std::to_string(r.first) + "-" + std::to_string(r.last);
 }
 
+// The sequence number of an "acl NAME rule SEQ ..." line.
+uint32_t seqOf(const std::string& line) {
+   const size_t at = line.find(" rule ") + 6;
+   return static_cast<uint32_t>(std::stoul(line.substr(at)));
+}
+
 std::string protoText(uint8_t p, bool ipv6) {
    if (p == kTcp) return "tcp";
    if (p == kUdp) return "udp";
@@ -72,7 +78,7 @@ Generator::Generator(uint64_t seed, const Config& cfg) : cfg_(cfg), rng_(seed) {
    }
    makePools();
    for (uint32_t i = 0; i < cfg_.acls; ++i)
-      newAcl();
+      initialText_ += newAcl();
 }
 
 Plexo::IpGenPrefix Generator::subPrefix(const Plexo::IpGenPrefix& p) {
@@ -303,14 +309,21 @@ std::string Generator::newAcl() {
       acl.rules[seq] = r;
       lines.push_back(ruleText(name, seq, r));
    }
-   // The engineer's order is not the sequence order.
-   std::shuffle(lines.begin(), lines.end(), rng_);
-   std::string text;
+   // The engineer's order is the sequence order, or not (costly: rules go in between).
+   if (coin(0.3)) {
+      std::shuffle(lines.begin(), lines.end(), rng_);
+   } else {
+      std::sort(lines.begin(), lines.end(), [](const std::string& a, const std::string& b) {
+         return seqOf(a) < seqOf(b);
+      });
+   }
+   std::string rules, binds;
    for (const auto& l : lines)
-      text += l;
-   const size_t binds = below(4);
-   for (size_t i = 0; i < binds; ++i)
-      text += bindRandom(name);
+      rules += l;
+   for (size_t i = below(4); i > 0; --i)
+      binds += bindRandom(name);
+   // Bound before its rules, sometimes: its rule lists come after the bindings that use them.
+   const std::string text = coin(0.3) ? binds + rules : rules + binds;
    if (acl.rules.empty() && acl.bindings.empty()) {
       acls_.erase(name);
       shapes_.erase(name);

@@ -67,6 +67,8 @@ public:
    const std::map<std::string, Acl>& acls() const { return acls_; }
    // Devices, interfaces, chip port numbers and VIFs.
    std::string setupText() const;
+   // The ACLs as first written: rules in no particular order, bindings before or after them.
+   const std::string& initialText() const { return initialText_; }
    // One random incremental change (a rule added, changed or removed, a binding added or
    // dropped, an ACL removed or a new one written, an interface joining or leaving a VLAN, a
    // device going down and up), applied to the model; returns its text.
@@ -103,6 +105,7 @@ private:
    std::vector<uint16_t> bounds_; // starts of the elementary port intervals
    std::map<std::string, Acl> acls_;
    std::map<std::string, std::vector<Shape>> shapes_;
+   std::string initialText_;
    uint32_t nextAcl_ = 1;
    uint16_t nextVif_ = 0;
 };
