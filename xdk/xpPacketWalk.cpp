@@ -1,5 +1,7 @@
 #include "xdk/xpPacketWalk.h"
 
+#include <algorithm>
+
 #include "xdk/aaclL4PortMgr.h"
 #include "xdk/xpAclPl.h"
 #include "xdk/xpAcmBankMgr.h"
@@ -23,6 +25,8 @@ constexpr uint8_t kPktTypeV6 = 4;
 // Stage s is served by MG table s and key-select table s + 1, as the chip's default profile
 // lays its LDEs out.
 constexpr uint32_t kFirstMgksTable = 1;
+// The ways whose places are hashed together.
+constexpr uint32_t kMaxProbedAtOnce = 8;
 // A packet counted on a hit is a minimum-size frame.
 constexpr uint64_t kPacketBytes = 64;
 
@@ -230,10 +234,12 @@ void buildKey(const xpAclPacket& pkt, const xpAclWalkLabels& labels, const xpMgk
 
 void probe(Tables& t, uint8_t dev, xpAclWalkStage& s) {
    const uint32_t ways = t.mg->waysOf(dev);
-   const uint32_t perWay = t.mg->entriesPerWayOf(dev);
    s.ways = ways;
+   uint32_t place[kMaxProbedAtOnce];
    for (uint32_t way = 0; way < ways; ++way) {
-      const uint32_t hwIndex = way * perWay + t.mg->wayIndexOf(dev, way, s.key);
+      if (way % kMaxProbedAtOnce == 0)
+         t.mg->wayIndexesOf(dev, s.key, way, std::min(ways - way, kMaxProbedAtOnce), place);
+      const uint32_t hwIndex = place[way % kMaxProbedAtOnce];
       const xpAaclMgTableEntry* e = t.mg->validEntry(dev, s.mgTableId, hwIndex);
       const bool hit = e && e->key == s.key;
       if (way < xpAclWalkStage::kMaxRecordedWays)
@@ -249,8 +255,11 @@ void walkLookup(Tables& t, const xpAclPacket& pkt, const xpAclWalkLabels& labels
                 xpAclWalkLookup& l) {
    const xpMgksEntry match = mgksMatch(l);
    for (uint32_t stage = 0; stage < xpAclWalkLookup::kStages; ++stage) {
+      // Only what every reader looks at is reset: the rest is read when `selected` says so.
       xpAclWalkStage& s = l.stages[l.numStages++];
-      s = xpAclWalkStage{};
+      s.selected = false;
+      s.hit = false;
+      s.ways = 0;
       s.stage = stage;
       s.mgTableId = stage;
       s.mgksTableId = stage + kFirstMgksTable;
