@@ -41,7 +41,7 @@ enum class BindKind { intf, vlan };
 struct Binding {
    uint32_t chip = 0;
    BindKind kind = BindKind::intf;
-   std::string intf; // kind intf
+   std::string intf;  // kind intf
    uint16_t vlan = 0; // kind vlan
    bool egress = false;
    auto operator<=>(const Binding&) const = default;
