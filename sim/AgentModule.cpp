@@ -328,6 +328,17 @@ void echo(Simulator& s, const Args& a) {
    s.out() << line << "\n";
 }
 
+// The agent's top-level objects in the order it created them: the start-up order.
+void showAgent(Simulator& s, const Args& a) {
+   a.atMost(2);
+   int n = 0;
+   for (const char* name : {"xpDeviceIdColl", "systemStatus", "xpAclCommonSmData",
+                            "hwCapabilityColl", "corvoOrimAclHelper"})
+      s.out() << ++n << ". " << name << "\n";
+   for (const auto& name : s.world().heldNames())
+      s.out() << ++n << ". " << name << "\n";
+}
+
 void start(Simulator& s) {
    xpSdkInit();
    Norv::activityManager().realTimeIs(false, 0.0);
@@ -370,6 +381,8 @@ void start(Simulator& s) {
                     a.atMost(0);
                     sim.world().aclHelper->hwInit();
                  }});
+   s.addCommand({"show", "agent", "",
+                 "the agent's top-level objects, in the order it created them", showAgent});
    s.addCommand({"show", "capabilities", "", "the ACL capabilities declared at hwInit",
                  showCapabilities});
    s.addCommand(

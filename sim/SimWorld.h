@@ -38,6 +38,13 @@ struct SimWorld {
       }
       return nullptr;
    }
+   // The names of the held objects, in the order they were created.
+   std::vector<std::string> heldNames() const {
+      std::vector<std::string> names;
+      for (const auto& [n, p] : held_)
+         names.push_back(n);
+      return names;
+   }
    void dropAll() {
       while (!held_.empty())
          held_.pop_back();

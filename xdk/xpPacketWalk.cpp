@@ -1,5 +1,7 @@
 #include "xdk/xpPacketWalk.h"
 
+#include <algorithm>
+
 #include "xdk/aaclL4PortMgr.h"
 #include "xdk/xpAclPl.h"
 #include "xdk/xpAcmBankMgr.h"
@@ -23,6 +25,8 @@ constexpr uint8_t kPktTypeV6 = 4;
 // Stage s is served by MG table s and key-select table s + 1, as the chip's default profile
 // lays its LDEs out.
 constexpr uint32_t kFirstMgksTable = 1;
+// The ways whose places are hashed together.
+constexpr uint32_t kMaxProbedAtOnce = 8;
 // A packet counted on a hit is a minimum-size frame.
 constexpr uint64_t kPacketBytes = 64;
 
@@ -134,6 +138,15 @@ void findLabels(Tables& t, const xpAclPacket& pkt, xpAclWalkLabels& l) {
    l.established = pkt.protocol == kTcp && (pkt.tcpFlags & (kTcpAck | kTcpRst)) != 0;
 }
 
+// The data of the entry with `key` in (copy 0 of) a hashed table of the device, or nullptr.
+template <class Mgr, class Key>
+const typename Mgr::Data* findHashed(const Mgr* mgr, uint8_t dev, const Key& key,
+                                     uint32_t& index) {
+   if (!mgr || mgr->tables(dev).empty()) return nullptr;
+   const auto& table = mgr->tables(dev)[0];
+   return table.lookup(key, index) == XP_NO_ERR ? &table.at(index)->value : nullptr;
+}
+
 // The lookups the packet's entries give (at most two: a port and a routed one).
 void findLookups(Tables& t, const xpAclPacket& pkt, xpAclWalkResult& r) {
    const uint8_t dev = pkt.devId;
@@ -146,35 +159,29 @@ void findLookups(Tables& t, const xpAclPacket& pkt, xpAclWalkResult& r) {
       l.v6En = v6;
    };
    if (!pkt.egress) {
+      r.deviceKnown = t.portConfig && t.portConfig->entryAt(dev, 0);
+      // A port beyond the table has no entry, so no lookup.
       const xpPortConfigEntry* port =
-          t.portConfig ? t.portConfig->entryAt(dev, pkt.port) : nullptr;
-      r.deviceKnown = port != nullptr;
+          r.deviceKnown ? t.portConfig->entryAt(dev, pkt.port) : nullptr;
       if (!port) return;
       add(xpAclLookupKind::ingressPacl, pkt.port, port->PAclId, port->aclEnBits & 1,
           port->aclEnBits & 2);
-      if (!t.ivif || t.ivif->tables(dev).empty()) return;
-      const auto& copies = t.ivif->tables(dev);
-      xpPortVlanIvifKey key;
-      key.port = static_cast<uint16_t>(pkt.port);
-      key.vlanId = pkt.vlan;
       uint32_t index = 0;
-      if (copies[0].lookup(key, index) != XP_NO_ERR) return;
-      const xpPortVlanIvifData& d = copies[0].at(index)->value;
-      add(xpAclLookupKind::ingressRacl, index, d.routeAclId, d.routeAclEn & 1,
-          d.routeAclEn & 2);
+      const auto* d =
+          findHashed(t.ivif, dev, xpPortVlanIvifKey{uint16_t(pkt.port), pkt.vlan}, index);
+      if (d) {
+         add(xpAclLookupKind::ingressRacl, index, d->routeAclId, d->routeAclEn & 1,
+             d->routeAclEn & 2);
+      }
       return;
    }
    r.deviceKnown = t.evif && !t.evif->tables(dev).empty();
-   if (!r.deviceKnown) return;
-   const auto& copies = t.evif->tables(dev);
-   xpEgressBdEvifKey key;
-   key.vif = static_cast<uint16_t>(pkt.egressVif);
-   key.vlanId = pkt.vlan;
    uint32_t index = 0;
-   if (copies[0].lookup(key, index) != XP_NO_ERR) return;
-   const xpEgressBdEvifData& d = copies[0].at(index)->value;
-   add(xpAclLookupKind::egressPacl, index, d.paclId(), d.paclIdEnV4(), d.paclIdEnV6());
-   add(xpAclLookupKind::egressRacl, index, d.raclId(), d.raclIdEnV4(), d.raclIdEnV6());
+   const auto* d =
+       findHashed(t.evif, dev, xpEgressBdEvifKey{uint16_t(pkt.egressVif), pkt.vlan}, index);
+   if (!d) return;
+   add(xpAclLookupKind::egressPacl, index, d->paclId(), d->paclIdEnV4(), d->paclIdEnV6());
+   add(xpAclLookupKind::egressRacl, index, d->raclId(), d->raclIdEnV4(), d->raclIdEnV6());
 }
 
 // The key-select match of a lookup: bits 2-9 of the first 16-bit word (low byte first) the
@@ -230,10 +237,12 @@ void buildKey(const xpAclPacket& pkt, const xpAclWalkLabels& labels, const xpMgk
 
 void probe(Tables& t, uint8_t dev, xpAclWalkStage& s) {
    const uint32_t ways = t.mg->waysOf(dev);
-   const uint32_t perWay = t.mg->entriesPerWayOf(dev);
    s.ways = ways;
+   uint32_t place[kMaxProbedAtOnce];
    for (uint32_t way = 0; way < ways; ++way) {
-      const uint32_t hwIndex = way * perWay + t.mg->wayIndexOf(dev, way, s.key);
+      if (way % kMaxProbedAtOnce == 0)
+         t.mg->wayIndexesOf(dev, s.key, way, std::min(ways - way, kMaxProbedAtOnce), place);
+      const uint32_t hwIndex = place[way % kMaxProbedAtOnce];
       const xpAaclMgTableEntry* e = t.mg->validEntry(dev, s.mgTableId, hwIndex);
       const bool hit = e && e->key == s.key;
       if (way < xpAclWalkStage::kMaxRecordedWays)
@@ -249,8 +258,11 @@ void walkLookup(Tables& t, const xpAclPacket& pkt, const xpAclWalkLabels& labels
                 xpAclWalkLookup& l) {
    const xpMgksEntry match = mgksMatch(l);
    for (uint32_t stage = 0; stage < xpAclWalkLookup::kStages; ++stage) {
+      // Only what every reader looks at is reset: the rest is read when `selected` says so.
       xpAclWalkStage& s = l.stages[l.numStages++];
-      s = xpAclWalkStage{};
+      s.selected = false;
+      s.hit = false;
+      s.ways = 0;
       s.stage = stage;
       s.mgTableId = stage;
       s.mgksTableId = stage + kFirstMgksTable;

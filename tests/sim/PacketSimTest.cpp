@@ -54,4 +54,17 @@ TEST(SimPacket, UnboundPortIsPermittedAndTimesIsShown) {
    EXPECT_NE(r.out.find("verdict: permit (no rule hit)"), std::string::npos);
 }
 
+// A port-channel member leaves through the port-channel's VIF, not its own.
+TEST(SimPacket, LagMemberLeavesThroughThePortChannelsVif) {
+   const Outcome r = play(kSetup + "lag add Ethernet4 Port-Channel20\n"
+                                   "hwacl vif Port-Channel20 10 520\n"
+                                   "packet 0 out Ethernet4 10 1.1.1.1 2.2.2.2\n"
+                                   "lag remove Ethernet4\n"
+                                   "packet 0 out Ethernet4 10 1.1.1.1 2.2.2.2\n");
+   ASSERT_TRUE(r.ok) << r.err;
+   const size_t first = r.out.find("egress VIF 520 vlan 10: no BD-EVIF entry, no lookup");
+   EXPECT_NE(first, std::string::npos) << r.out;
+   EXPECT_NE(r.out.find("egress VIF 504 vlan 10", first), std::string::npos) << r.out;
+}
+
 } // namespace

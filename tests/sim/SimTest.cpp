@@ -340,3 +340,22 @@ TEST(SimBinary, BuiltInScenarioRunsAndEchoesItsCommands) {
 }
 
 } // namespace
+
+// The hosting agent creates its top-level objects in a fixed order: each reactor's inputs and
+// the objects it shares must exist before it. The simulator is that agent.
+TEST(SimAgent, CreatesTheTopLevelObjectsInStartUpOrder) {
+   const auto o = play("show agent\n");
+   ASSERT_TRUE(o.ok) << o.err;
+   const std::vector<std::string> order = {
+       "xpAclCommonSmData",  "corvoOrimAclHelper",    "aaclProfileStageInfo",
+       "aaclStageMgrSm",     "aaclLdeSeProfileMgrSm", "L4SrcPortXformSm",
+       "L4DstPortXformSm",   "SrcV4PrefixXformSm",    "DstV4PrefixXformSm",
+       "SrcV6PrefixXformSm", "DstV6PrefixXformSm",    "mgTableHelper",
+       "mgTableSm",          "mgksConfigSm",          "hwAclIdSm"};
+   size_t at = 0;
+   for (const auto& name : order) {
+      const auto found = o.out.find(". " + name + "\n", at);
+      ASSERT_NE(found, std::string::npos) << name << " missing or out of order in\n" << o.out;
+      at = found;
+   }
+}

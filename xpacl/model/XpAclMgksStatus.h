@@ -1,6 +1,7 @@
 #pragma once
 
 // Which key-select entries each hardware key of a rule list got, per chip and stage.
+#include "norv/FreeList.h"
 #include "platform/Orim.h"
 #include "platform/OrimMaskGroup.h"
 #include "xpacl/XpAclExport.h"
@@ -15,7 +16,7 @@ enum class MgksEntryAllocStatus : uint8_t {
 };
 XPACL_EXPORT const char* norvEnumName(MgksEntryAllocStatus s);
 
-class MgksStageStatus : public Norv::Entity {
+class MgksStageStatus : public Norv::Entity, public Norv::FreeListAllocated<MgksStageStatus> {
 public:
    NORV_ENTITY("XpAcl::MgksStageStatus")
    class NotifieeConst : public Norv::NotifieeOf<MgksStageStatus> {
@@ -39,7 +40,7 @@ private:
    Orim::StageId stageId_;
 };
 
-class MgksStatusEntry : public Norv::Entity {
+class MgksStatusEntry : public Norv::Entity, public Norv::FreeListAllocated<MgksStatusEntry> {
 public:
    NORV_ENTITY("XpAcl::MgksStatusEntry")
    class NotifieeConst : public Norv::NotifieeOf<MgksStatusEntry> {
