@@ -151,6 +151,9 @@ void showAcl(Simulator& s, const Args& a) {
       o << "\n";
       for (const auto& line : where[seq])
          o << "    " << line << "\n";
+      if (where[seq].empty() && !acl.bindings.empty()) {
+         o << "    no entry: every key it matches belongs to an earlier rule\n";
+      }
    }
 }
 
