@@ -287,20 +287,6 @@ stagesOf(const std::vector<std::string>& groups,
 
 } // namespace
 
-std::map<std::string, std::map<uint32_t, uint32_t>>
-aclPriorities(const AclStore& store, const std::map<std::string, Acl>& next, uint32_t max) {
-   std::map<std::string, std::map<uint32_t, uint32_t>> out;
-   for (const auto& [name, acl] : next) {
-      std::vector<uint32_t> order;
-      for (const auto& [seq, r] : acl.rules)
-         order.push_back(seq);
-      const auto it = store.priorities.find(name);
-      out[name] = assignPriorities(
-          order, it == store.priorities.end() ? decltype(it->second){} : it->second, max);
-   }
-   return out;
-}
-
 ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Acl>& next,
                      const std::map<std::string, std::map<uint32_t, uint32_t>>& priorities,
                      const ChipPlan& prev) {
