@@ -75,7 +75,9 @@ bool attemptTable(Simulator& s, const Orim::ChipId& chip, int t, const PrefixSet
                   const PrefixSet& to) {
    const auto v6 = family(to, true);
    if (!attempt(s, kPrefixSm[t].v4, chip, family(to, false))) return false;
-   return (v6.empty() && family(from, true).empty()) || attempt(s, kPrefixSm[t].v6, chip, v6);
+   const bool v6Before = std::any_of(from.labels.begin(), from.labels.end(),
+                                     [](const auto& kv) { return kv.first.isV6(); });
+   return (v6.empty() && !v6Before) || attempt(s, kPrefixSm[t].v6, chip, v6);
 }
 
 void activateTable(Simulator& s, const Orim::ChipId& chip, int t, const PrefixSet& from,
