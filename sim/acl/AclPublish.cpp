@@ -3,6 +3,7 @@
 // their mask groups and the rule-list keys, then new entries, then bindings; what goes away
 // goes after, in the reverse order.
 #include <algorithm>
+#include <tuple>
 #include <vector>
 
 #include "platform/OrimDataFlow.h"
@@ -235,19 +236,38 @@ void publishChip(Simulator& s, uint32_t chipValue, const ChipPlan& from, const C
          config->chipRuleListKeyToIdIs(key, Orim::ChipRuleListId(list));
       }
    }
-   // New and changed entries, before any old one goes.
+   // New and changed entries, before any old one goes. Entries whose priority changes are
+   // rewritten in an order that keeps every two of them ranked as before and after: those that
+   // drop, lowest first, then those that rise, highest first.
+   struct Write {
+      int group; // 0 new or same priority, 1 dropping, 2 rising
+      int rank;  // order within the group
+      uint32_t stage;
+      Position pos;
+      const Orim::PerStageTableEntry* entry;
+   };
+   std::vector<Write> writes;
    for (const auto& [stage, entries] : to.entries) {
       const auto before = from.entries.find(stage);
-      Norv::Ptr<Orim::PerStageHashTable> table;
       for (const auto& [pos, pe] : entries) {
+         const int now = pe.entry.priority();
+         int group = 0;
          if (before != from.entries.end()) {
             const auto old = before->second.find(pos);
-            if (old != before->second.end() && old->second.entry == pe.entry) continue;
+            if (old != before->second.end()) {
+               if (old->second.entry == pe.entry) continue;
+               const int was = old->second.entry.priority();
+               group = now < was ? 1 : now > was ? 2 : 0;
+            }
          }
-         if (!table) table = stageTable(config, stage);
-         table->tableIs(pos, pe.entry);
+         writes.push_back({group, group == 2 ? -now : now, stage, pos, &pe.entry});
       }
    }
+   std::stable_sort(writes.begin(), writes.end(), [](const Write& x, const Write& y) {
+      return std::tie(x.group, x.rank) < std::tie(y.group, y.rank);
+   });
+   for (const auto& w : writes)
+      stageTable(config, w.stage)->tableIs(w.pos, *w.entry);
    // Bindings: a rebound interface moves to its new index in one write.
    for (const auto& [intf, index] : to.intfIndex) {
       const auto it = from.intfIndex.find(intf);
