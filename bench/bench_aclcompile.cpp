@@ -1,7 +1,6 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdlib>
-#include <ctime>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -26,19 +25,6 @@ namespace {
 constexpr uint32_t kRules = 1000;
 constexpr uint32_t kMgTables = 6;
 constexpr xpsDevice_t kDev = 0;
-
-double threadNanoseconds() {
-   timespec t{};
-   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-   return static_cast<double>(t.tv_sec) * 1e9 + static_cast<double>(t.tv_nsec);
-}
-
-template <class F>
-void timeRound(FastestRounds& rounds, FastestRounds::Which which, F&& f) {
-   const double t0 = threadNanoseconds();
-   f();
-   rounds.record(which, threadNanoseconds() - t0);
-}
 
 // Each rule its own source and destination /24 and destination port: one entry per rule.
 std::string aclText() {
@@ -122,7 +108,7 @@ void BM_AclCompileVsChipWrites(benchmark::State& state) {
          return;
       }
       state.ResumeTiming();
-      timeRound(rounds, FastestRounds::kCase, [&] {
+      rounds.timeCpu(FastestRounds::kCase, [&] {
          if (!sim->runText("acl", acl, err)) std::abort();
       });
       state.PauseTiming();
@@ -133,7 +119,7 @@ void BM_AclCompileVsChipWrites(benchmark::State& state) {
          return;
       }
       state.ResumeTiming();
-      timeRound(rounds, FastestRounds::kBaseline, [&] { writeChip(chip); });
+      rounds.timeCpu(FastestRounds::kBaseline, [&] { writeChip(chip); });
       state.PauseTiming();
       sim.reset();
       state.ResumeTiming();
