@@ -3,6 +3,7 @@
 // their mask groups and the rule-list keys, then new entries, then bindings; what goes away
 // goes after, in the reverse order.
 #include <algorithm>
+#include <optional>
 #include <tuple>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "platform/OrimXform.h"
 #include "sim/MgksRoom.h"
 #include "sim/acl/AclCompiler.h"
+#include "xpacl/model/XpAclMgksStatus.h"
 
 namespace Sim::Acl {
 
@@ -165,6 +167,25 @@ void checkMgks(Simulator& s, const Orim::ChipId& chip, const ChipPlan& from,
    }
 }
 
+// The first key of the new state whose MGKS entry found no room: the driver publishes it in
+// the key's status rather than failing.
+std::optional<std::string> mgksFull(Simulator& s, const Orim::ChipId& chip,
+                                    const ChipPlan& to) {
+   auto status = s.world().get<XpAcl::MgksStatus>("mgksStatus")->chipMgksStatus(chip);
+   if (!status) return std::nullopt;
+   for (const auto& [key, list] : to.keys) {
+      auto entry = status->statusEntry(key);
+      if (!entry) continue;
+      for (auto it = entry->mgksStageStatusColl().begin(); it; ++it) {
+         if (it.value()->result() == XpAcl::MgksEntryAllocStatus::mgksEntryAllocFailure) {
+            return "no room for " + mgksKeyText(key) + " at stage " + it.key().text() +
+                   ": its MGKS table is full";
+         }
+      }
+   }
+   return std::nullopt;
+}
+
 Norv::Ptr<Orim::PerStageHashTable> stageTable(Norv::Ptr<Orim::ChipDataFlowConfig> config,
                                               uint32_t stage) {
    return config->stageHashTableIs(Orim::StageId(stage));
@@ -235,6 +256,11 @@ void publishChip(Simulator& s, uint32_t chipValue, const ChipPlan& from, const C
       if (it == from.keys.end() || it->second != list) {
          config->chipRuleListKeyToIdIs(key, Orim::ChipRuleListId(list));
       }
+   }
+   if (const auto full = mgksFull(s, chip, to)) {
+      // Nothing uses the new keys yet: the state before is published again.
+      publishChip(s, chipValue, to, from);
+      throw Error(*full);
    }
    // New and changed entries, before any old one goes. Entries whose priority changes are
    // rewritten in an order that keeps every two of them ranked as before and after: those that

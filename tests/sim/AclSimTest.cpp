@@ -2,10 +2,14 @@
 // it had, table for table.
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <random>
 #include <sstream>
 
 #include "sim/Sim.h"
 #include "sim/acl/AclCompiler.h"
+#include "xdk/xpAclPl.h"
+#include "xdk/xpMgksMgr.h"
 
 namespace {
 
@@ -107,6 +111,26 @@ TEST_F(AclChip, FullTransformTableIsRefusedAndTheAttemptRolledBack) {
                              "12.0.0.0/8 | 0000000002 |"),
              std::string::npos)
        << out_.str();
+}
+
+TEST_F(AclChip, FullKeySelectTableIsRefused) {
+   // Stage 0's MGKS table (table 1) filled behind the driver's back.
+   auto* mgks = xpAclPl::instance()->getMgr<xpMgksMgr>(xpPrimitiveMgrBase<xpMgksMgr>::idAt(0));
+   std::mt19937 rng(3);
+   for (int i = 0; i < 4096; ++i) {
+      xpMgksEntry e;
+      const uint32_t match = static_cast<uint32_t>(rng()) | 0x80000000u;
+      std::memcpy(e.bytes, &match, sizeof match);
+      uint32_t index = 0, rehash = 0;
+      mgks->addEntry(1, 1, &e, index, rehash);
+   }
+   ASSERT_TRUE(run("acl w rule 10 deny ip src 10.0.0.0/8\n")) << err_.str();
+   const std::string before = chipTables();
+   EXPECT_FALSE(run("acl w bind 1 intf Ethernet2 in"));
+   EXPECT_EQ(err_.str().rfind("t.scn:1: no room for key 2 0 1 in at stage 0: ", 0), 0u)
+       << err_.str();
+   EXPECT_EQ(chipTables(), before);
+   EXPECT_TRUE(Sim::Acl::acls(sim_).at("w").bindings.empty());
 }
 
 TEST_F(AclChip, BadBindingsAndEditsAreNamed) {
