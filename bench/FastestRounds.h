@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <string>
 
 // A case timed against its baseline. The machine's speed drifts over seconds, so the two run in
@@ -19,6 +20,22 @@ public:
    }
 
    void record(Which which, double ns) { best_[which] = std::min(best_[which], ns); }
+
+   // The calling thread's CPU time: rounds of tens of milliseconds may be preempted on a busy
+   // machine, and waiting for a core then counts in neither.
+   static double threadNanoseconds() {
+      timespec t{};
+      clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+      return static_cast<double>(t.tv_sec) * 1e9 + static_cast<double>(t.tv_nsec);
+   }
+
+   // Times f() as one round of `which`, in the thread's CPU time.
+   template <class F>
+   void timeCpu(Which which, F&& f) {
+      const double t0 = threadNanoseconds();
+      f();
+      record(which, threadNanoseconds() - t0);
+   }
 
    // Times f() as one round of `which`.
    template <class F>

@@ -95,6 +95,14 @@ Orim::MaskGroupDescriptor maskGroupOf(const Rule& r, uint8_t type) {
    return m;
 }
 
+// The mask group as a number: what the compiler sets of it, packed.
+uint32_t mgdKey(const Orim::MaskGroupDescriptor& m) {
+   return uint32_t{m.aclType()} | uint32_t{m.srcIpMaskLength()} << 8 |
+          uint32_t{m.dstIpMaskLength()} << 16 | uint32_t{m.srcPort()} << 24 |
+          uint32_t{m.dstPort()} << 25 | uint32_t{m.ipProto()} << 26 | uint32_t{m.ttl()} << 27 |
+          uint32_t{m.ipFrag()} << 28 | uint32_t{m.established()} << 29;
+}
+
 // The match keys of a rule: the cross product of each matched field's labels.
 std::vector<Orim::PDKeyValue> expand(const Rule& r, const ChipPlan& plan) {
    const auto one = [](bool on, std::vector<uint32_t> labels) {
@@ -143,10 +151,10 @@ KeyFields keyFields(const Orim::PDKeyValue& k) {
    return {k.srcIpLabel(), k.dstIpLabel(),  k.srcPortLabel(), k.dstPortLabel(),
            k.ttl(),        k.established(), k.fragment(),     k.protocol()};
 }
-using Identity = std::tuple<uint32_t, uint32_t, bool, std::string, KeyFields>;
+using Identity = std::tuple<uint32_t, uint32_t, bool, uint32_t, KeyFields>;
 Identity identityOf(uint32_t stage, const Orim::PerStageTableEntry& e) {
    return {stage, e.aclId().chipRuleListId().value(),
-           e.aclId().direction() == Orim::AclDirection::out, e.maskGroupDescriptor().text(),
+           e.aclId().direction() == Orim::AclDirection::out, mgdKey(e.maskGroupDescriptor()),
            keyFields(e.pdKey())};
 }
 
@@ -252,20 +260,19 @@ void bindLists(const std::map<std::string, Acl>& bound, uint32_t chip, const Chi
 // Stages of a rule list's mask groups: a mask group keeps its stage; a new one takes a stage
 // the list uses neither before nor after, so that its entries are written before the old ones
 // go.
-std::map<std::string, uint32_t>
-stagesOf(const std::vector<std::string>& groups,
-         const std::map<uint32_t, Orim::MaskGroupDescriptor>& prev, const ChipView& view,
-         const std::string& what) {
+std::map<uint32_t, uint32_t> stagesOf(const std::vector<uint32_t>& groups,
+                                      const std::map<uint32_t, Orim::MaskGroupDescriptor>& prev,
+                                      const ChipView& view, const std::string& what) {
    if (groups.size() > view.stages.size()) {
       throw Error(what + " needs " + std::to_string(groups.size()) +
                   " mask groups: more than the chip's " + std::to_string(view.stages.size()) +
                   " stages");
    }
-   std::map<std::string, uint32_t> out;
+   std::map<uint32_t, uint32_t> out;
    std::set<uint32_t> used, before;
    for (const auto& [stage, mgd] : prev) {
       before.insert(stage);
-      const std::string text = mgd.text();
+      const uint32_t text = mgdKey(mgd);
       if (std::find(groups.begin(), groups.end(), text) != groups.end()) {
          out[text] = stage;
          used.insert(stage);
@@ -286,20 +293,6 @@ stagesOf(const std::vector<std::string>& groups,
 }
 
 } // namespace
-
-std::map<std::string, std::map<uint32_t, uint32_t>>
-aclPriorities(const AclStore& store, const std::map<std::string, Acl>& next, uint32_t max) {
-   std::map<std::string, std::map<uint32_t, uint32_t>> out;
-   for (const auto& [name, acl] : next) {
-      std::vector<uint32_t> order;
-      for (const auto& [seq, r] : acl.rules)
-         order.push_back(seq);
-      const auto it = store.priorities.find(name);
-      out[name] = assignPriorities(
-          order, it == store.priorities.end() ? decltype(it->second){} : it->second, max);
-   }
-   return out;
-}
 
 ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Acl>& next,
                      const std::map<std::string, std::map<uint32_t, uint32_t>>& priorities,
@@ -332,12 +325,12 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
       const auto& prio = priorities.at(key.acl);
       const uint8_t type = tableType(key.routed, key.ipv6);
       // Mask groups in the order their first rule comes.
-      std::vector<std::string> groups;
-      std::map<std::string, Orim::MaskGroupDescriptor> mgds;
+      std::vector<uint32_t> groups;
+      std::map<uint32_t, Orim::MaskGroupDescriptor> mgds;
       for (const auto& [seq, r] : acl.rules) {
          if (r.ipv6 != key.ipv6) continue;
          const auto mgd = maskGroupOf(r, type);
-         const std::string text = mgd.text();
+         const uint32_t text = mgdKey(mgd);
          if (!mgds.count(text)) groups.push_back(text);
          mgds[text] = mgd;
       }
@@ -354,7 +347,7 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
       for (const auto& [seq, r] : acl.rules) {
          if (r.ipv6 != key.ipv6) continue;
          const auto mgd = maskGroupOf(r, type);
-         const uint32_t stage = stages.at(mgd.text());
+         const uint32_t stage = stages.at(mgdKey(mgd));
          const auto keys = expand(r, plan);
          if (keys.empty()) {
             throw Error(chipText(chip) + ": rule " + std::to_string(seq) + " of ACL " +

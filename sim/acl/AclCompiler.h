@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -23,10 +25,6 @@ std::optional<std::pair<std::string, uint32_t>> ruleAt(Simulator& s, uint32_t ch
 
 AclStore& aclStore(Simulator& s);
 
-// Priorities of every ACL of `next`, stable against those of `store`.
-std::map<std::string, std::map<uint32_t, uint32_t>>
-aclPriorities(const AclStore& store, const std::map<std::string, Acl>& next, uint32_t max);
-
 // The chip's upper-layer state for `next`, keeping labels, indexes, ids and placements of
 // `previous` where they still hold. Throws a Sim::Error when the ACLs do not fit the chip.
 ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Acl>& next,
@@ -37,9 +35,10 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
 // consistent throughout. A refusal the chip reports is rolled back and thrown as a Sim::Error.
 void publishChip(Simulator& s, uint32_t chip, const ChipPlan& from, const ChipPlan& to);
 
-// Applies `next` to every chip it or the current ACLs touch: all chips are compiled first, then
-// published; a chip that refuses leaves every chip as it was. On success `next` becomes
-// current.
-void applyAcls(Simulator& s, std::map<std::string, Acl> next);
+// Publishes an edit of ACL `name`, already made in the store, on the chips it was or is bound
+// to: all are compiled first, then published. A chip that refuses leaves every chip as it was,
+// and `undo` takes the edit back. `added` is the rule the edit brought, if any.
+void publishEdit(Simulator& s, const std::string& name, const std::set<uint32_t>& chips,
+                 std::optional<uint32_t> added, const std::function<void()>& undo);
 
 } // namespace Sim::Acl

@@ -110,11 +110,25 @@ std::map<uint32_t, uint32_t> assignPriorities(const std::vector<uint32_t>& order
       i = j;
    }
    if (fits) return out;
+   // Renumbered from the top with twice the rules' spacing where the field allows, leaving the
+   // lower half for rules that come after.
    out.clear();
    const uint64_t n = order.size();
+   const uint64_t gaps = max + 1 >= 2 * n + 1 ? 2 * n + 1 : n + 1;
    for (uint64_t k = 0; k < n; ++k)
-      out[order[k]] = static_cast<uint32_t>(max + 1 - (k + 1) * (max + 1) / (n + 1));
+      out[order[k]] = static_cast<uint32_t>(max + 1 - (k + 1) * (max + 1) / gaps);
    return out;
+}
+
+std::optional<uint32_t> priorityBetween(std::optional<uint32_t> above,
+                                        std::optional<uint32_t> below, uint32_t max) {
+   const uint64_t hi = above ? *above : uint64_t{max} + 1;
+   const uint64_t lo = below ? *below : 0;
+   if (hi - lo < 2) return std::nullopt;
+   const uint64_t even = (hi - lo) / 2;
+   if (above && below) return static_cast<uint32_t>(hi - even);
+   const uint64_t step = std::min<uint64_t>(kEndStep, even);
+   return static_cast<uint32_t>(!above && below ? lo + step : hi - step);
 }
 
 } // namespace Sim::Acl

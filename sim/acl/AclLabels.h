@@ -61,9 +61,15 @@ uint32_t ghostLabel(const Plexo::IpGenPrefix& ghost,
 
 // Priorities 1..max, strictly decreasing along `order` (the first rule highest). A rule keeps
 // the priority it had when that still fits between its neighbours; new rules take values
-// spread through the gap; only when a gap is too small are all renumbered.
+// spread through the gap; only when a gap is too small are all renumbered. `order` holds at
+// most `max` rules.
 std::map<uint32_t, uint32_t> assignPriorities(const std::vector<uint32_t>& order,
                                               const std::map<uint32_t, uint32_t>& previous,
                                               uint32_t max);
+
+// The priority of one rule added between the rules above and below it (none at an end), as
+// assignPriorities gives it when the others keep theirs; nothing when there is no room.
+std::optional<uint32_t> priorityBetween(std::optional<uint32_t> above,
+                                        std::optional<uint32_t> below, uint32_t max);
 
 } // namespace Sim::Acl

@@ -1,9 +1,12 @@
 // ACLs in the simulator: the `acl` commands, `show acl`, and the store that remembers what was
 // published for them on each chip.
+#include <functional>
+#include <memory>
 #include <set>
 
 #include "sim/SimArgs.h"
 #include "sim/acl/AclCompiler.h"
+#include "sim/acl/AclLabels.h"
 #include "sim/acl/AclParse.h"
 #include "xpacl/maskgroup/XpAclMgTableHelper.h"
 
@@ -53,63 +56,129 @@ uint32_t seqArg(const Args& a, size_t i) {
    return static_cast<uint32_t>(a.number(i, "sequence number", 0xffffffff));
 }
 
-// An ACL with neither rules nor bindings no longer exists.
-void dropIfEmpty(std::map<std::string, Acl>& acls, const std::string& name) {
-   const auto it = acls.find(name);
-   if (it != acls.end() && it->second.rules.empty() && it->second.bindings.empty())
-      acls.erase(it);
-}
-
 Acl& existing(std::map<std::string, Acl>& acls, const std::string& name) {
    const auto it = acls.find(name);
    if (it == acls.end()) throw Error("no ACL named '" + name + "'");
    return it->second;
 }
 
+std::set<uint32_t> chipsOf(const std::map<std::string, Acl>& acls, const std::string& name) {
+   std::set<uint32_t> chips;
+   const auto it = acls.find(name);
+   if (it != acls.end()) {
+      for (const auto& b : it->second.bindings)
+         chips.insert(b.chip);
+   }
+   return chips;
+}
+
+// Updates the ACL's priorities after an edit; `added` is the rule the edit brought, if any.
+void updatePriorities(AclStore& store, const std::string& name, std::optional<uint32_t> added,
+                      uint32_t max) {
+   const auto acl = store.acls.find(name);
+   if (acl == store.acls.end()) {
+      store.priorities.erase(name);
+      return;
+   }
+   if (acl->second.rules.size() > max) {
+      throw Error("ACL " + name + " has " + std::to_string(acl->second.rules.size()) +
+                  " rules: more than the " + std::to_string(max) + " priorities of its chips");
+   }
+   auto& prio = store.priorities[name];
+   if (prio.size() > acl->second.rules.size()) {
+      std::erase_if(prio, [&](const auto& kv) { return !acl->second.rules.count(kv.first); });
+   }
+   if (added && !prio.count(*added)) {
+      const auto below = prio.lower_bound(*added);
+      const auto p = priorityBetween(
+          below == prio.begin() ? std::nullopt
+                                : std::optional<uint32_t>(std::prev(below)->second),
+          below == prio.end() ? std::nullopt : std::optional<uint32_t>(below->second), max);
+      if (p) prio[*added] = *p;
+   }
+   if (prio.size() == acl->second.rules.size()) return;
+   std::vector<uint32_t> order;
+   for (const auto& [seq, r] : acl->second.rules)
+      order.push_back(seq);
+   prio = assignPriorities(order, prio, max);
+}
+
 void aclCommand(Simulator& s, const Args& a) {
    const std::string name = a.word(0, "ACL name");
    const std::string verb = a.word(1, "rule, no-rule, bind, unbind or remove");
-   auto next = aclStore(s).acls;
+   if (s.world().batch.isOpen()) {
+      throw Error("ACLs are published outside batches: close the batch first");
+   }
+   AclStore& store = aclStore(s);
+   auto& acls = store.acls;
+   // The edit is made in place; `undo` takes it back if the chips refuse it.
+   std::set<uint32_t> chips = chipsOf(acls, name);
+   const bool existed = acls.count(name) > 0;
+   std::optional<uint32_t> added;
+   std::function<void(Acl&)> undo;
    if (verb == "rule") {
       const uint32_t seq = seqArg(a, 2);
-      Acl& acl = next[name];
+      Rule r = parseRule(a, 3);
+      Acl& acl = acls[name];
       acl.name = name;
-      acl.rules[seq] = parseRule(a, 3);
+      const auto old = acl.rules.find(seq);
+      if (old == acl.rules.end()) {
+         undo = [seq](Acl& x) { x.rules.erase(seq); };
+         added = seq;
+         acl.rules[seq] = std::move(r);
+      } else {
+         undo = [seq, was = old->second](Acl& x) { x.rules[seq] = was; };
+         old->second = std::move(r);
+      }
    } else if (verb == "no-rule") {
       const uint32_t seq = seqArg(a, 2);
       a.atMost(3);
-      Acl& acl = existing(next, name);
-      if (!acl.rules.erase(seq)) {
+      Acl& acl = existing(acls, name);
+      const auto old = acl.rules.find(seq);
+      if (old == acl.rules.end()) {
          throw Error("ACL " + name + " has no rule " + std::to_string(seq));
       }
-      dropIfEmpty(next, name);
+      undo = [seq, was = old->second](Acl& x) { x.rules[seq] = was; };
+      acl.rules.erase(old);
    } else if (verb == "bind" || verb == "unbind") {
       const Binding b = bindingArgs(s, a, 2);
       if (verb == "bind") {
-         for (const auto& [other, acl] : next) {
+         for (const auto& [other, acl] : acls) {
             for (const auto& o : acl.bindings) {
                if (o == b)
                   throw Error("ACL " + other + " is already bound to " + bindingText(b));
             }
          }
-         Acl& acl = next[name];
+         Acl& acl = acls[name];
          acl.name = name;
          acl.bindings.insert(b);
+         chips.insert(b.chip);
+         undo = [b](Acl& x) { x.bindings.erase(b); };
       } else {
-         if (!existing(next, name).bindings.erase(b)) {
+         if (!existing(acls, name).bindings.erase(b)) {
             throw Error("ACL " + name + " is not bound to " + bindingText(b));
          }
-         dropIfEmpty(next, name);
+         undo = [b](Acl& x) { x.bindings.insert(b); };
       }
    } else if (verb == "remove") {
       a.atMost(2);
-      existing(next, name);
-      next.erase(name);
+      auto gone = std::make_shared<Acl>(std::move(existing(acls, name)));
+      acls.erase(name);
+      undo = [gone](Acl& x) { x = std::move(*gone); };
    } else {
       throw Error("unknown acl verb '" + verb +
                   "': expected rule, no-rule, bind, unbind or remove");
    }
-   applyAcls(s, std::move(next));
+   // An ACL with neither rules nor bindings no longer exists.
+   const auto it = acls.find(name);
+   if (it != acls.end() && it->second.rules.empty() && it->second.bindings.empty())
+      acls.erase(it);
+   publishEdit(s, name, chips, added, [&acls, name, existed, undo] {
+      Acl& x = acls[name];
+      x.name = name;
+      undo(x);
+      if (!existed) acls.erase(name);
+   });
 }
 
 void showAcl(Simulator& s, const Args& a) {
@@ -151,6 +220,9 @@ void showAcl(Simulator& s, const Args& a) {
       o << "\n";
       for (const auto& line : where[seq])
          o << "    " << line << "\n";
+      if (where[seq].empty() && !acl.bindings.empty()) {
+         o << "    no entry: every key it matches belongs to an earlier rule\n";
+      }
    }
 }
 
@@ -215,29 +287,36 @@ std::optional<std::pair<std::string, uint32_t>> ruleAt(Simulator& s, uint32_t ch
    return std::make_pair(it->second.acl, it->second.seq);
 }
 
-void applyAcls(Simulator& s, std::map<std::string, Acl> next) {
-   if (s.world().batch.isOpen()) {
-      throw Error("ACLs are published outside batches: close the batch first");
-   }
+void publishEdit(Simulator& s, const std::string& name, const std::set<uint32_t>& chips,
+                 std::optional<uint32_t> added, const std::function<void()>& undo) {
    AclStore& store = aclStore(s);
-   std::set<uint32_t> chips;
-   for (const auto* set : {&store.acls, &next}) {
-      for (const auto& [name, acl] : *set) {
-         for (const auto& b : acl.bindings)
-            chips.insert(b.chip);
-      }
-   }
    uint32_t max = kDefaultPriorityMax;
    for (uint32_t chip : chips) {
       if (auto cap = s.world().hwCapabilityColl->chipHwCapability(Orim::ChipId(chip)))
          max = std::min<uint32_t>(max, cap->priorityFieldMaxCount());
    }
-   const auto priorities = aclPriorities(store, next, max);
+   // An ACL bound nowhere reaches no chip: nothing can refuse its edit.
+   if (chips.empty()) {
+      try {
+         updatePriorities(store, name, added, max);
+      } catch (const Error&) {
+         undo();
+         throw;
+      }
+      return;
+   }
+   const auto priorBefore = store.priorities.find(name);
+   const std::optional<std::map<uint32_t, uint32_t>> saved =
+       priorBefore == store.priorities.end() ? std::nullopt
+                                             : std::optional(priorBefore->second);
    std::map<uint32_t, ChipPlan> plans;
-   for (uint32_t chip : chips)
-      plans[chip] = compileChip(s, chip, next, priorities, store.published[chip]);
    std::vector<uint32_t> done;
    try {
+      updatePriorities(store, name, added, max);
+      for (uint32_t chip : chips) {
+         plans[chip] =
+             compileChip(s, chip, store.acls, store.priorities, store.published[chip]);
+      }
       for (uint32_t chip : chips) {
          publishChip(s, chip, store.published[chip], plans[chip]);
          done.push_back(chip);
@@ -245,18 +324,22 @@ void applyAcls(Simulator& s, std::map<std::string, Acl> next) {
    } catch (const Error&) {
       for (auto it = done.rbegin(); it != done.rend(); ++it)
          publishChip(s, *it, plans[*it], store.published[*it]);
+      undo();
+      if (saved) {
+         store.priorities[name] = *saved;
+      } else {
+         store.priorities.erase(name);
+      }
       throw;
    }
    for (auto& [chip, plan] : plans)
       store.published[chip] = std::move(plan);
    // Hits of rules that are gone go with them.
-   for (auto it = store.hits.begin(); it != store.hits.end();) {
-      const auto acl = next.find(it->first.first);
-      const bool kept = acl != next.end() && acl->second.rules.count(it->first.second);
-      it = kept ? std::next(it) : store.hits.erase(it);
-   }
-   store.acls = std::move(next);
-   store.priorities = priorities;
+   const auto acl = store.acls.find(name);
+   std::erase_if(store.hits, [&](const auto& kv) {
+      return kv.first.first == name &&
+             (acl == store.acls.end() || !acl->second.rules.count(kv.first.second));
+   });
 }
 
 } // namespace Sim::Acl

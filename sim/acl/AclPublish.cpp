@@ -3,12 +3,15 @@
 // their mask groups and the rule-list keys, then new entries, then bindings; what goes away
 // goes after, in the reverse order.
 #include <algorithm>
+#include <optional>
+#include <tuple>
 #include <vector>
 
 #include "platform/OrimDataFlow.h"
 #include "platform/OrimXform.h"
 #include "sim/MgksRoom.h"
 #include "sim/acl/AclCompiler.h"
+#include "xpacl/model/XpAclMgksStatus.h"
 
 namespace Sim::Acl {
 
@@ -75,7 +78,9 @@ bool attemptTable(Simulator& s, const Orim::ChipId& chip, int t, const PrefixSet
                   const PrefixSet& to) {
    const auto v6 = family(to, true);
    if (!attempt(s, kPrefixSm[t].v4, chip, family(to, false))) return false;
-   return (v6.empty() && family(from, true).empty()) || attempt(s, kPrefixSm[t].v6, chip, v6);
+   const bool v6Before = std::any_of(from.labels.begin(), from.labels.end(),
+                                     [](const auto& kv) { return kv.first.isV6(); });
+   return (v6.empty() && !v6Before) || attempt(s, kPrefixSm[t].v6, chip, v6);
 }
 
 void activateTable(Simulator& s, const Orim::ChipId& chip, int t, const PrefixSet& from,
@@ -162,6 +167,25 @@ void checkMgks(Simulator& s, const Orim::ChipId& chip, const ChipPlan& from,
    }
 }
 
+// The first key of the new state whose MGKS entry found no room: the driver publishes it in
+// the key's status rather than failing.
+std::optional<std::string> mgksFull(Simulator& s, const Orim::ChipId& chip,
+                                    const ChipPlan& to) {
+   auto status = s.world().get<XpAcl::MgksStatus>("mgksStatus")->chipMgksStatus(chip);
+   if (!status) return std::nullopt;
+   for (const auto& [key, list] : to.keys) {
+      auto entry = status->statusEntry(key);
+      if (!entry) continue;
+      for (auto it = entry->mgksStageStatusColl().begin(); it; ++it) {
+         if (it.value()->result() == XpAcl::MgksEntryAllocStatus::mgksEntryAllocFailure) {
+            return "no room for " + mgksKeyText(key) + " at stage " + it.key().text() +
+                   ": its MGKS table is full";
+         }
+      }
+   }
+   return std::nullopt;
+}
+
 Norv::Ptr<Orim::PerStageHashTable> stageTable(Norv::Ptr<Orim::ChipDataFlowConfig> config,
                                               uint32_t stage) {
    return config->stageHashTableIs(Orim::StageId(stage));
@@ -233,19 +257,43 @@ void publishChip(Simulator& s, uint32_t chipValue, const ChipPlan& from, const C
          config->chipRuleListKeyToIdIs(key, Orim::ChipRuleListId(list));
       }
    }
-   // New and changed entries, before any old one goes.
+   if (const auto full = mgksFull(s, chip, to)) {
+      // Nothing uses the new keys yet: the state before is published again.
+      publishChip(s, chipValue, to, from);
+      throw Error(*full);
+   }
+   // New and changed entries, before any old one goes. Entries whose priority changes are
+   // rewritten in an order that keeps every two of them ranked as before and after: those that
+   // drop, lowest first, then those that rise, highest first.
+   struct Write {
+      int group; // 0 new or same priority, 1 dropping, 2 rising
+      int rank;  // order within the group
+      uint32_t stage;
+      Position pos;
+      const Orim::PerStageTableEntry* entry;
+   };
+   std::vector<Write> writes;
    for (const auto& [stage, entries] : to.entries) {
       const auto before = from.entries.find(stage);
-      Norv::Ptr<Orim::PerStageHashTable> table;
       for (const auto& [pos, pe] : entries) {
+         const int now = pe.entry.priority();
+         int group = 0;
          if (before != from.entries.end()) {
             const auto old = before->second.find(pos);
-            if (old != before->second.end() && old->second.entry == pe.entry) continue;
+            if (old != before->second.end()) {
+               if (old->second.entry == pe.entry) continue;
+               const int was = old->second.entry.priority();
+               group = now < was ? 1 : now > was ? 2 : 0;
+            }
          }
-         if (!table) table = stageTable(config, stage);
-         table->tableIs(pos, pe.entry);
+         writes.push_back({group, group == 2 ? -now : now, stage, pos, &pe.entry});
       }
    }
+   std::stable_sort(writes.begin(), writes.end(), [](const Write& x, const Write& y) {
+      return std::tie(x.group, x.rank) < std::tie(y.group, y.rank);
+   });
+   for (const auto& w : writes)
+      stageTable(config, w.stage)->tableIs(w.pos, *w.entry);
    // Bindings: a rebound interface moves to its new index in one write.
    for (const auto& [intf, index] : to.intfIndex) {
       const auto it = from.intfIndex.find(intf);
