@@ -12,6 +12,7 @@
 
 #include "sim/Sim.h"
 #include "sim/acl/AclCompiler.h"
+#include "sim/acl/AclPlaces.h"
 #include "tests/acl/AclGen.h"
 #include "xdk/xpAclPl.h"
 #include "xdk/xpPacketWalk.h"
@@ -81,8 +82,7 @@ public:
    }
 
    bool initial(Totals& totals) {
-      if (!play(gen_.setupText() + gen_.initialText(), "initial programming"))
-         return false;
+      if (!play(gen_.setupText() + gen_.initialText(), "initial programming")) return false;
       totals.acls += gen_.acls().size();
       for (const auto& [n, acl] : gen_.acls())
          totals.rules += acl.rules.size();
@@ -115,6 +115,29 @@ public:
       const std::string want = AclGen::aclsText(gen_.acls()),
                         got = AclGen::aclsText(acls(sim_));
       EXPECT_EQ(want, got) << "seed " << seed_ << ", " << step_;
+      comparePlaces();
+   }
+
+   // The places the simulator knows are the generator's, and so is where it says a packet is.
+   void comparePlaces() {
+      auto text = [](const ProbePlace& p) {
+         return packetText(p.at, p.intf) + " vif " + std::to_string(p.at.egressVif) +
+                (p.onVlan ? "" : " off-vlan");
+      };
+      std::vector<std::string> want, got;
+      for (const auto& p : places_)
+         want.push_back(text(p));
+      for (const auto& p : probePlacesOf(sim_))
+         got.push_back(text(p));
+      std::sort(want.begin(), want.end());
+      std::sort(got.begin(), got.end());
+      EXPECT_EQ(want, got) << "seed " << seed_ << ", " << step_;
+      const PacketPlace sim = packetPlaceOf(sim_);
+      for (const auto& p : places_) {
+         EXPECT_EQ(sim.intfOf(p.at.devId, p.at.port), p.intf) << text(p);
+         EXPECT_EQ(sim.onVlan(p.at.devId, p.at.port, p.at.vlan), p.onVlan) << text(p);
+      }
+      EXPECT_FALSE(sim.intfOf(0, 65000)) << "a port no interface has";
    }
 
    std::vector<xpAclPacket> editProbes(const std::string& text, uint64_t k) {

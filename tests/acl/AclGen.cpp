@@ -313,9 +313,8 @@ std::string Generator::newAcl() {
    if (coin(0.3)) {
       std::shuffle(lines.begin(), lines.end(), rng_);
    } else {
-      std::sort(lines.begin(), lines.end(), [](const std::string& a, const std::string& b) {
-         return seqOf(a) < seqOf(b);
-      });
+      std::sort(lines.begin(), lines.end(),
+                [](const std::string& a, const std::string& b) { return seqOf(a) < seqOf(b); });
    }
    std::string rules, binds;
    for (const auto& l : lines)
@@ -444,9 +443,14 @@ std::string aclsText(const std::map<std::string, Acl>& acls) {
 }
 
 std::vector<Sim::Acl::ProbePlace> Generator::places() const {
+   std::set<uint16_t> vlans; // those some port is on
+   for (const auto& p : ports_) {
+      for (const auto& [vlan, vif] : p.vifs)
+         vlans.insert(vlan);
+   }
    std::vector<Sim::Acl::ProbePlace> out;
    for (const auto& p : ports_) {
-      for (uint16_t vlan : vlans_) {
+      for (uint16_t vlan : vlans) {
          xpAclPacket at;
          at.devId = static_cast<uint8_t>(p.chip);
          at.port = p.number;

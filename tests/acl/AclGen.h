@@ -74,8 +74,8 @@ public:
    // device going down and up), applied to the model; returns its text.
    std::string edit();
 
-   // Every place a packet can be: each port on each of its VLANs both ways, and on a VLAN it is
-   // not on, inbound.
+   // Every place a packet can be: each port on each of its VLANs both ways, and inbound on a
+   // VLAN it is not on (that another port is on).
    std::vector<Sim::Acl::ProbePlace> places() const;
    Sim::Acl::PacketPlace packetPlace() const;
    // The interface behind a chip port.
