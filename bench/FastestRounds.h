@@ -21,28 +21,22 @@ public:
 
    void record(Which which, double ns) { best_[which] = std::min(best_[which], ns); }
 
-   // The calling thread's CPU time: rounds of tens of milliseconds may be preempted on a busy
-   // machine, and waiting for a core then counts in neither.
-   static double threadNanoseconds() {
-      timespec t{};
-      clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-      return static_cast<double>(t.tv_sec) * 1e9 + static_cast<double>(t.tv_nsec);
-   }
-
-   // Times f() as one round of `which`, in the thread's CPU time.
-   template <class F>
-   void timeCpu(Which which, F&& f) {
-      const double t0 = threadNanoseconds();
-      f();
-      record(which, threadNanoseconds() - t0);
-   }
-
    // Times f() as one round of `which`.
    template <class F>
    void time(Which which, F&& f) {
       const auto t0 = Clock::now();
       f();
       record(which, nanosecondsSince(t0));
+   }
+
+   // Times f() as one round of `which` in the thread's own CPU time: rounds that last tens of
+   // milliseconds are long enough to be preempted on a busy machine, and waiting for a core
+   // then counts in neither.
+   template <class F>
+   void timeCpu(Which which, F&& f) {
+      const double t0 = threadNanoseconds();
+      f();
+      record(which, threadNanoseconds() - t0);
    }
 
    // Both fastest rounds per unit of work, in nanoseconds, under the given names, and the ratio
@@ -55,5 +49,11 @@ public:
    }
 
 private:
+   static double threadNanoseconds() {
+      timespec t{};
+      clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+      return static_cast<double>(t.tv_sec) * 1e9 + static_cast<double>(t.tv_nsec);
+   }
+
    double best_[2] = {1e300, 1e300};
 };

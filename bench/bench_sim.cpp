@@ -1,5 +1,6 @@
 #include <benchmark/benchmark.h>
 
+#include <ctime>
 #include <sstream>
 #include <string>
 

@@ -10,7 +10,10 @@ Plexo::IpGenPrefix prefixText(const std::string& w) {
    // The prefix keeps only the bits its length covers; an address with more set was probably
    // meant as another prefix, or as a longer one.
    const auto address = Plexo::IpGenPrefix::fromText(w.substr(0, w.find('/')));
-   if (address && address->addressText() != p->addressText()) {
+   const bool same =
+       !address || (address->isV4() ? address->v4Prefix().address == p->v4Prefix().address
+                                    : address->v6Prefix().address == p->v6Prefix().address);
+   if (!same) {
       throw Error("bad prefix '" + w + "': bits set beyond the length (did you mean " +
                   p->text() + "?)");
    }
