@@ -39,7 +39,7 @@ class ProbeMaker {
 public:
    ProbeMaker(const std::map<std::string, Acl>& acls, const std::vector<ProbePlace>& places,
               uint64_t seed)
-       : acls_(acls), places_(places), rng_(seed) {
+       : places_(places), rng_(seed) {
       for (const auto& [name, acl] : acls) {
          for (const auto& [seq, r] : acl.rules) {
             for (const auto& p : {r.src, r.dst}) {
@@ -204,7 +204,6 @@ private:
       return p;
    }
 
-   const std::map<std::string, Acl>& acls_;
    const std::vector<ProbePlace>& places_;
    std::mt19937_64 rng_;
    std::vector<Plexo::IpGenPrefix> v4_, v6_;

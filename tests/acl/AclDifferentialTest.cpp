@@ -34,15 +34,15 @@ uint64_t envNumber(const char* name, uint64_t fallback) {
 
 struct Sizes {
    uint64_t firstSeed = envNumber("ACL_DIFF_SEED", 1);
-   uint64_t seeds = envNumber("ACL_DIFF_SEEDS", kLight ? 4 : 16);
-   uint64_t edits = envNumber("ACL_DIFF_EDITS", kLight ? 12 : 40);
+   uint64_t seeds = envNumber("ACL_DIFF_SEEDS", kLight ? 8 : 32);
+   uint64_t edits = envNumber("ACL_DIFF_EDITS", kLight ? 16 : 40);
    uint64_t randomPackets = envNumber("ACL_DIFF_PACKETS", kLight ? 500 : 3000);
    // Probes after an edit: those of the edited ACL, and this many of the others.
    uint64_t editPackets = envNumber("ACL_DIFF_EDIT_PACKETS", kLight ? 300 : 1500);
    AclGen::Config gen() const {
       AclGen::Config c;
       c.acls = static_cast<uint32_t>(envNumber("ACL_DIFF_ACLS", 3));
-      c.maxRules = static_cast<uint32_t>(envNumber("ACL_DIFF_RULES", kLight ? 80 : 200));
+      c.maxRules = static_cast<uint32_t>(envNumber("ACL_DIFF_RULES", kLight ? 100 : 250));
       return c;
    }
 };
