@@ -240,25 +240,45 @@ void start(Simulator& s) {
 
 const char* const scenario =
     R"(# ACLs: written as rules, compiled into labels, rule lists, mask groups and entries, bound.
-echo == acl: an ACL written, bound, changed and removed
+echo == acl: the road of one ACL, from its rules to the packets it classifies
+echo -- a device comes up with a port
 device add 4
 device up 4
 intf add Ethernet40 4
 hwacl port Ethernet40 40
+echo -- the ACL is written and bound: its labels, rule lists, keys, entries and binding follow
 acl web rule 10 deny count ip src 10.1.0.0/16 proto tcp dport 22
 acl web rule 20 permit count ip dst 192.168.0.0/16 proto tcp dport 80-443
 acl web rule 30 deny ip
 acl web bind 4 intf Ethernet40 in
 show acl web
+echo -- its port ranges and prefixes are programmed and acknowledged
+show prefix src4 4
+show status src4
+show status dst
+echo -- its rule list gets an SE profile per stage, and MGKS entries for its key
+show seprofile 4
+show mgks-status 4
+echo -- its rules sit in the MG tables of their stages
+show mg 4 1
 show port-acl 4
 show sdk
+echo -- packets are walked over the chip's tables and counted
+packet 4 in Ethernet40 1 10.1.2.3 192.168.1.1 proto tcp sport 40000 dport 22 times 3
+packet 4 in Ethernet40 1 10.9.9.9 192.168.1.1 proto tcp sport 40000 dport 443 times 2
+packet 4 in Ethernet40 1 10.9.9.9 172.16.0.1 proto udp sport 53 dport 53
+echo -- the counters are polled each second and read per rule
+clock +1
+show acl web
 echo -- a rule changes its port range: only its entries move
 acl web rule 20 permit count ip dst 192.168.0.0/16 proto tcp dport 80-8080
 show sdk
+packet 4 in Ethernet40 1 10.9.9.9 192.168.1.1 proto tcp sport 40000 dport 8080
 echo -- the ACL goes: its binding first, then its entries, keys and lists
 acl web remove
 show port-acl 4
 show sdk
+packet 4 in Ethernet40 1 10.1.2.3 192.168.1.1 proto tcp sport 40000 dport 22
 )";
 
 const ModuleRegistration reg({"acl", 80, start, scenario});

@@ -359,3 +359,25 @@ TEST(SimAgent, CreatesTheTopLevelObjectsInStartUpOrder) {
       at = found;
    }
 }
+
+// The built-in road of one ACL ends where an engineer looks: the walked packets get the ACL's
+// verdicts, in order, and the counted ones show up as the rules' hits after the poll.
+TEST(SimBinary, BuiltInAclRoadClassifiesAndCountsItsPackets) {
+   int status = 0;
+   const std::string out = runBinary("", &status);
+   ASSERT_EQ(status, 0) << out;
+   const size_t road = out.find("== acl: the road of one ACL");
+   ASSERT_NE(road, std::string::npos);
+   std::vector<std::string> verdicts;
+   for (size_t at = road; (at = out.find("  verdict: ", at)) != std::string::npos; ++at)
+      verdicts.push_back(out.substr(at + 11, out.find('\n', at) - at - 11));
+   EXPECT_EQ(verdicts, (std::vector<std::string>{"deny", "permit", "deny", "permit",
+                                                 "permit (no rule hit)"}));
+   const size_t polled = out.find("> show acl web", out.find("> clock +1", road));
+   ASSERT_NE(polled, std::string::npos);
+   const std::string shown = out.substr(polled, out.find("\n> ", polled + 1) - polled);
+   EXPECT_NE(shown.find("rule 10 deny count ip src 10.1.0.0/16 proto tcp dport 22 (hits 3)"),
+             std::string::npos)
+       << shown;
+   EXPECT_NE(shown.find("dport 80-443 (hits 2)"), std::string::npos) << shown;
+}
