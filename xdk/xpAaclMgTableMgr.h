@@ -80,6 +80,19 @@ public:
    // at `index` if it holds one.
    const xpAaclMgTableEntry* validEntry(xpsDevice_t devId, uint32_t mgTableId,
                                         uint32_t index) const;
+   // Calls f(index, entry) for every entry a table holds, in index order (not counted).
+   template <class F>
+   void forEachValid(xpsDevice_t devId, uint32_t mgTableId, F&& f) const {
+      if (!xpIsValidDevId(devId) || mgTableId >= kNumMgTables) return;
+      const Device& d = devices_[devId];
+      const Slot* table = d.tables[mgTableId].get();
+      for (uint32_t i = 0; table && i < d.entriesPerWay * d.ways; ++i)
+         if (table[i].valid) f(i, table[i].entry);
+   }
+   // Entries per way of the device's tables, 0 when it is not added (not counted).
+   uint32_t entriesPerWay(xpsDevice_t devId) const {
+      return xpIsValidDevId(devId) ? devices_[devId].entriesPerWay : 0;
+   }
 
 private:
    struct Slot {
