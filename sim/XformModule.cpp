@@ -535,8 +535,17 @@ void dumpPrefixDirection(Simulator& s, ConfigDump& d, const Instance* inst /* v4
          return std::string(" ") + side.inst->shortName + " " + std::to_string(chip) + " ";
       };
       auto activated = [](const Side& side) { return side.c && side.c->activeRequestId() != 0; };
+      // A configuration without prefixes is made by attempting the default route (which the
+      // driver never places) and dropping it.
+      auto made = [&](const Side& side, const std::map<std::string, std::string>& set) {
+         if (!set.empty()) return;
+         const std::string any = side.inst == &inst[0] ? "0.0.0.0/0" : "::/0";
+         d.line("prefix attempt" + where(side) + any + " 0");
+         d.line("prefix drop" + where(side) + any);
+      };
       for (const Side& side : sides) {
          if (!activated(side)) continue;
+         made(side, side.active);
          for (const auto& [p, l] : side.active)
             d.line("prefix attempt" + where(side) + p + " " + l);
       }
@@ -555,6 +564,7 @@ void dumpPrefixDirection(Simulator& s, ConfigDump& d, const Instance* inst /* v4
          for (const auto& [p, l] : side.active) {
             if (stepped && !side.attempted.count(p)) d.line("prefix drop" + where(side) + p);
          }
+         if (!stepped) made(side, side.attempted);
          for (const auto& [p, l] : side.attempted) {
             const auto was = side.active.find(p);
             if (!stepped || was == side.active.end() || was->second != l)
