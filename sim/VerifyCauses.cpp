@@ -52,7 +52,8 @@ std::string chipCause(Simulator& s, const xpChipDifference& d) {
    // An activation rewrites the prefixes of its set and leaves the indexes it no longer uses
    // as they were.
    if (d.live && !d.cold && owners.empty()) {
-      return "the entry of a dropped prefix stays until its index is written again";
+      return "the driver no longer uses the index (its prefix was dropped or moved), and the "
+             "entry stays until the index is written again";
    }
    // An IPv4 activation first writes the catch-all at index 0, which the IPv6 reactor of the
    // direction may have given one of its prefixes: the cold start activates IPv6 after IPv4.
