@@ -21,7 +21,10 @@ struct VerifyResult {
    // Set when the cold start stopped on an error: the message and the line it played.
    std::string coldError, coldLine;
    std::vector<VerifyDifference> differences;
-   size_t movedOnly = 0; // hashed entries equal but for their index
+   size_t movedOnly = 0; // entries equal but for where history placed them
+   // Devices the live agent has down: what their tables hold is what they held when they went
+   // down, and the driver writes them afresh when they come back, so they are not compared.
+   std::vector<uint32_t> downDevices;
 };
 
 // Plays a cold start of the simulator's configuration in a second agent with a fresh chip

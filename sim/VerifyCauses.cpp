@@ -18,7 +18,9 @@ struct Owner {
 
 // The prefixes of the direction's IPv4 and IPv6 reactors that the driver has active at the
 // index of the chip.
-std::vector<Owner> activeAt(Simulator& s, bool src, uint32_t chip, uint32_t index) {
+// (every index when `index` is empty).
+std::vector<Owner> activeAt(Simulator& s, bool src, uint32_t chip,
+                            std::optional<uint32_t> index) {
    std::vector<Owner> owners;
    for (const char* name : src ? std::array{"SrcV4PrefixXformSm", "SrcV6PrefixXformSm"}
                                : std::array{"DstV4PrefixXformSm", "DstV6PrefixXformSm"}) {
@@ -27,7 +29,7 @@ std::vector<Owner> activeAt(Simulator& s, bool src, uint32_t chip, uint32_t inde
       if (!chipSm) continue;
       const auto& active = chipSm->chipPrefixConfig()->activeXformColl();
       for (auto it = chipSm->activeAllocColl().begin(); it; ++it) {
-         if (it.value() != index) continue;
+         if (index && it.value() != *index) continue;
          const auto label = active.find(it.key());
          owners.push_back({it.key(), label ? label->xformed : 0});
       }
@@ -51,7 +53,13 @@ std::string chipCause(Simulator& s, const xpChipDifference& d) {
    const auto owners = activeAt(s, src, d.device, index);
    // An activation rewrites the prefixes of its set and leaves the indexes it no longer uses
    // as they were.
-   if (d.live && !d.cold && owners.empty()) {
+   auto activeElsewhere = [&](const std::string& value) {
+      for (const auto& o : activeAt(s, src, d.device, std::nullopt)) {
+         if (entryText(o.prefix, o.label) == value) return true;
+      }
+      return false;
+   };
+   if (d.live && owners.empty() && (!d.cold || activeElsewhere(d.cold->value))) {
       return "the driver no longer uses the index (its prefix was dropped or moved), and the "
              "entry stays until the index is written again";
    }
