@@ -489,13 +489,14 @@ void dump(Simulator& s, ConfigDump& d) {
          d.line("hwacl vlan-bind " + std::to_string(chip) + " " + std::to_string(vlan) + " " +
                 std::to_string(index));
       }
+      // Written for every chip with a configuration: a configuration with nothing else in it
+      // still has the driver resolve the chip's blocks.
       const auto control = c->globalAclControl();
-      if (control != Orim::GlobalAclControl::globalAclNormal) {
-         d.chipNeeded(chip);
-         d.line("hwacl control " + std::to_string(chip) +
-                (control == Orim::GlobalAclControl::globalAclBlockAll ? " block-all"
-                                                                      : " bypass-all"));
-      }
+      d.chipNeeded(chip);
+      d.line("hwacl control " + std::to_string(chip) +
+             (control == Orim::GlobalAclControl::globalAclNormal     ? " normal"
+              : control == Orim::GlobalAclControl::globalAclBlockAll ? " block-all"
+                                                                     : " bypass-all"));
    }
    std::map<Plexo::IntfId, bool> blocked;
    for (auto it = pdConfig(s)->blockedIntfColl().begin(); it; ++it)

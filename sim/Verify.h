@@ -35,7 +35,8 @@ struct VerifyResult {
 VerifyResult verifyColdStart(Simulator& s, bool devicesLast = false);
 
 // The driver's behaviour that explains a difference of the chip tables, or "".
-std::string chipCause(Simulator& s, const xpChipDifference& d);
+std::string chipCause(Simulator& s, const xpChipDifference& d, const xpChipSnapshot& live,
+                      const xpChipSnapshot& cold);
 // The driver's behaviour that explains an acknowledgement the live agent has and the cold one
 // has not, or "".
 std::string ackCause(Simulator& s, const std::string& sm, uint32_t chip);

@@ -1,10 +1,15 @@
 // The differences between a chip and its cold start that the driver's own prescribed order of
 // writes leaves behind, each recognised from the live agent's state exactly.
+#include <algorithm>
 #include <optional>
 
 #include "platform/OrimXform.h"
 #include "sim/Sim.h"
 #include "sim/Verify.h"
+#include "platform/OrimDataFlow.h"
+#include "xdk/xpAaclMgTableMgr.h"
+#include "xdk/xpAclPl.h"
+#include "xpacl/stage/XpAclOrimStageMgrSm.h"
 #include "xpacl/xform/XpAclPrefixXformSm.h"
 
 namespace Sim {
@@ -46,22 +51,85 @@ std::string entryText(const Plexo::IpGenPrefix& prefix, uint32_t label) {
 
 } // namespace
 
-std::string chipCause(Simulator& s, const xpChipDifference& d) {
+// The indexes of the device's table that hold the value.
+std::vector<uint32_t> holding(const xpChipSnapshot& snap, const xpChipDifference& d,
+                              const std::string& value) {
+   std::vector<uint32_t> at;
+   const auto dev = snap.devices().find(d.device);
+   if (dev == snap.devices().end()) return at;
+   for (const auto& table : dev->second) {
+      if (table.name != d.table) continue;
+      for (const auto& [k, row] : table.rows) {
+         if (row.value == value) at.push_back(row.index);
+      }
+   }
+   return at;
+}
+
+// The rule the live agent placed at the MG-table index of the chip, if any.
+std::optional<Orim::PerStageTableEntry> ruleAt(Simulator& s, uint32_t chip, uint32_t mgTable,
+                                              uint32_t index) {
+   auto stages = s.world().get<XpAcl::AaclStageStatus>("aaclStageStatus")
+                     ->aaclChipStageStatus(Orim::ChipId(chip));
+   auto flow = s.world().get<Orim::DataFlowConfig>("dataFlowConfig")
+                   ->chipDataFlowConfig(Orim::ChipId(chip));
+   const auto* mg = xpAclPl::instance()->getMgr<xpAaclMgTableMgr>(
+       xpPrimitiveMgrBase<xpAaclMgTableMgr>::idAt(0));
+   const uint32_t perWay = mg ? mg->entriesPerWay(static_cast<xpsDevice_t>(chip)) : 0;
+   if (!stages || !flow || perWay == 0) return std::nullopt;
+   for (auto it = stages->aaclStageDescriptorColl().begin(); it; ++it) {
+      if (it.value()->ldeMgTableLookupDesc().mgTableId().value() != mgTable) continue;
+      auto table = flow->stageHashTable(it.key());
+      const Orim::PerStageHashTableKey pos(index / perWay, index % perWay);
+      if (table && table->tableColl().contains(pos)) return *table->tableColl().find(pos);
+   }
+   return std::nullopt;
+}
+
+// A counted rule without a counter on the chip, where the cold start gave it one: the driver
+// puts index 0 (no counter) on the free stack when it removes an entry without a counter, and
+// hands it out next (and a second such removal takes the rule's counter record with it).
+std::string counterCause(Simulator& s, const xpChipDifference& d) {
+   if (!d.live || !d.cold || d.table.rfind("xpAaclMgTableMgr.", 0) != 0) return "";
+   std::string live = d.live->what();
+   const std::string none = " counter none ";
+   const size_t at = live.find(none);
+   if (at == std::string::npos || live.replace(at, none.size(), " counter some ") != d.cold->what())
+      return "";
+   const uint32_t table = static_cast<uint32_t>(std::stoul(d.table.substr(17)));
+   const auto rule = ruleAt(s, d.device, table, d.live->index);
+   if (!rule || !rule->counting()) return "";
+   return "the counted rule was handed counter 0 (none), which the driver puts back on the "
+          "free counters when it removes an entry without a counter";
+}
+
+std::string chipCause(Simulator& s, const xpChipDifference& d, const xpChipSnapshot& live,
+                      const xpChipSnapshot& cold) {
+   if (std::string c = counterCause(s, d); !c.empty()) return c;
    const bool src = d.table == "xpIpXformMgr.src";
    if (!src && d.table != "xpIpXformMgr.dst") return "";
    const uint32_t index = (d.live ? d.live : d.cold)->index;
    const auto owners = activeAt(s, src, d.device, index);
    // An activation rewrites the prefixes of its set and leaves the indexes it no longer uses
-   // as they were.
+   // as they were: the live table holds a value more often than the cold one, and as many of
+   // its places as the surplus are indexes the driver no longer uses.
    auto activeElsewhere = [&](const std::string& value) {
       for (const auto& o : activeAt(s, src, d.device, std::nullopt)) {
          if (entryText(o.prefix, o.label) == value) return true;
       }
       return false;
    };
-   if (d.live && owners.empty() && (!d.cold || activeElsewhere(d.cold->value))) {
-      return "the driver no longer uses the index (its prefix was dropped or moved), and the "
-             "entry stays until the index is written again";
+   if (d.live && (!d.cold || activeElsewhere(d.cold->value))) {
+      const auto places = holding(live, d, d.live->value);
+      const size_t surplus = places.size() - std::min(places.size(),
+                                                      holding(cold, d, d.live->value).size());
+      size_t unused = 0;
+      for (uint32_t i : places)
+         unused += activeAt(s, src, d.device, i).empty();
+      if (surplus > 0 && unused >= surplus) {
+         return "the driver no longer uses an index of this entry (its prefix was dropped or "
+                "moved), and the entry stays until the index is written again";
+      }
    }
    // An IPv4 activation first writes the catch-all at index 0, which the IPv6 reactor of the
    // direction may have given one of its prefixes: the cold start activates IPv6 after IPv4.

@@ -192,7 +192,7 @@ VerifyResult verifyColdStart(Simulator& s, bool devicesLast) {
    const xpChipComparison cmp = xpCompareChips(live, cold);
    r.movedOnly = cmp.movedOnly;
    for (const auto& d : cmp.differences) {
-      if (!down(d.device)) r.differences.push_back({d.text(), chipCause(s, d)});
+      if (!down(d.device)) r.differences.push_back({d.text(), chipCause(s, d, live, cold)});
    }
    Acks all = liveAcks;
    all.insert(coldAcks.begin(), coldAcks.end());
