@@ -113,23 +113,21 @@ std::string chipCause(Simulator& s, const xpChipDifference& d, const xpChipSnaps
    // An activation rewrites the prefixes of its set and leaves the indexes it no longer uses
    // as they were: the live table holds a value more often than the cold one, and as many of
    // its places as the surplus are indexes the driver no longer uses.
-   auto activeElsewhere = [&](const std::string& value) {
-      for (const auto& o : activeAt(s, src, d.device, std::nullopt)) {
-         if (entryText(o.prefix, o.label) == value) return true;
-      }
-      return false;
-   };
-   if (d.live && (!d.cold || activeElsewhere(d.cold->value))) {
-      const auto places = holding(live, d, d.live->value);
-      const size_t surplus = places.size() - std::min(places.size(),
-                                                      holding(cold, d, d.live->value).size());
+   // Every value of the difference that one side holds more often than the other is held
+   // more often live, at as many indexes as the surplus that the driver no longer uses.
+   auto staleSurplus = [&](const std::string& value) {
+      const auto places = holding(live, d, value);
+      const size_t coldCount = holding(cold, d, value).size();
+      if (places.size() == coldCount) return true; // placed elsewhere: balanced
+      if (places.size() < coldCount) return false;
       size_t unused = 0;
       for (uint32_t i : places)
          unused += activeAt(s, src, d.device, i).empty();
-      if (surplus > 0 && unused >= surplus) {
-         return "the driver no longer uses an index of this entry (its prefix was dropped or "
-                "moved), and the entry stays until the index is written again";
-      }
+      return unused >= places.size() - coldCount;
+   };
+   if (d.live && staleSurplus(d.live->value) && (!d.cold || staleSurplus(d.cold->value))) {
+      return "the driver no longer uses an index of this entry (its prefix was dropped or "
+             "moved), and the entry stays until the index is written again";
    }
    // An IPv4 activation first writes the catch-all at index 0, which the IPv6 reactor of the
    // direction may have given one of its prefixes: the cold start activates IPv6 after IPv4.
