@@ -40,7 +40,9 @@ public:
    }
 
    // Blocks kept for reuse.
-   static std::size_t freeCount() { return free_; }
+   static std::size_t freeCount() {
+      return free_;
+   }
 
 private:
    struct Block {

@@ -75,7 +75,7 @@ std::optional<Orim::PerStageTableEntry> ruleAt(Simulator& s, uint32_t chip, uint
                    ->chipDataFlowConfig(Orim::ChipId(chip));
    const auto* mg = xpAclPl::instance()->getMgr<xpAaclMgTableMgr>(
        xpPrimitiveMgrBase<xpAaclMgTableMgr>::idAt(0));
-   const uint32_t perWay = mg ? mg->entriesPerWay(static_cast<xpsDevice_t>(chip)) : 0;
+   const uint32_t perWay = mg ? mg->entriesPerWayOf(static_cast<xpsDevice_t>(chip)) : 0;
    if (!stages || !flow || perWay == 0) return std::nullopt;
    for (auto it = stages->aaclStageDescriptorColl().begin(); it; ++it) {
       if (it.value()->ldeMgTableLookupDesc().mgTableId().value() != mgTable) continue;

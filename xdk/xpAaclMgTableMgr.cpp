@@ -30,10 +30,14 @@ uint64_t mix(uint64_t h) {
    return h;
 }
 
+uint64_t seedOf(uint32_t way) {
+   return kWaySeed[way % std::size(kWaySeed)] + way / std::size(kWaySeed);
+}
+
 uint64_t keyHash(const xpAaclMgTableEntryKey& key, uint32_t way) {
    uint64_t w[3] = {};
    std::memcpy(w, key.bytes, xpAaclMgTableEntryKey::kBytes);
-   uint64_t h = kWaySeed[way % std::size(kWaySeed)] + way / std::size(kWaySeed);
+   uint64_t h = seedOf(way);
    for (uint64_t word : w)
       h = mix(h ^ word) + 0x2545f4914f6cdd1dull;
    return mix(h);
@@ -132,8 +136,44 @@ XP_STATUS xpAaclMgTableMgr::hashIndexInWay(xpsDevice_t devId, uint32_t mgTableId
              subTableId, mgTableId, devId);
       return XP_ERR_INVALID_ARG;
    }
-   hashIndex = static_cast<uint32_t>(keyHash(*key, subTableId) & (d.entriesPerWay - 1));
+   hashIndex = wayIndexOf(devId, subTableId, *key);
    return XP_NO_ERR;
+}
+
+uint32_t xpAaclMgTableMgr::waysOf(xpsDevice_t devId) const {
+   return xpIsValidDevId(devId) ? devices_[devId].ways : 0;
+}
+
+uint32_t xpAaclMgTableMgr::entriesPerWayOf(xpsDevice_t devId) const {
+   return xpIsValidDevId(devId) ? devices_[devId].entriesPerWay : 0;
+}
+
+void xpAaclMgTableMgr::wayIndexesOf(xpsDevice_t devId, const xpAaclMgTableEntryKey& key,
+                                    uint32_t firstWay, uint32_t count, uint32_t* out) const {
+   const uint32_t perWay = entriesPerWayOf(devId);
+   uint64_t w[3] = {};
+   std::memcpy(w, key.bytes, xpAaclMgTableEntryKey::kBytes);
+   // keyHash, four ways at a time: their chains of multiplications are independent.
+   constexpr uint32_t kLanes = 4;
+   for (uint32_t at = 0; at < count; at += kLanes) {
+      uint64_t h[kLanes];
+      for (uint32_t l = 0; l < kLanes; ++l)
+         h[l] = seedOf(firstWay + at + l);
+      for (uint64_t word : w) {
+         for (uint32_t l = 0; l < kLanes; ++l)
+            h[l] = mix(h[l] ^ word) + 0x2545f4914f6cdd1dull;
+      }
+      for (uint32_t l = 0; l < kLanes && at + l < count; ++l) {
+         out[at + l] = (firstWay + at + l) * perWay +
+                       (perWay ? static_cast<uint32_t>(mix(h[l]) & (perWay - 1)) : 0);
+      }
+   }
+}
+
+uint32_t xpAaclMgTableMgr::wayIndexOf(xpsDevice_t devId, uint32_t way,
+                                      const xpAaclMgTableEntryKey& key) const {
+   const uint32_t perWay = entriesPerWayOf(devId);
+   return perWay ? static_cast<uint32_t>(keyHash(key, way) & (perWay - 1)) : 0;
 }
 
 XP_STATUS xpAaclMgTableMgr::writeKeyAndControlData(xpDeviceArg dev, uint32_t mgTableId,
@@ -145,9 +185,13 @@ XP_STATUS xpAaclMgTableMgr::writeKeyAndControlData(xpDeviceArg dev, uint32_t mgT
    if (!entry) return XP_ERR_NULL_POINTER;
    Device& d = devices_[devId];
    std::unique_ptr<Slot[]>& table = d.tables[mgTableId];
-   if (!table) [[unlikely]]
+   if (!table) [[unlikely]] {
       table = std::make_unique<Slot[]>(d.entriesPerWay * d.ways);
+      d.validBits[mgTableId] =
+          std::make_unique<uint64_t[]>((d.entriesPerWay * d.ways + 63) / 64);
+   }
    table[index] = Slot{*entry, true};
+   d.validBits[mgTableId][index / 64] |= uint64_t{1} << (index % 64);
    return XP_NO_ERR;
 }
 
@@ -171,9 +215,11 @@ XP_STATUS xpAaclMgTableMgr::removeEntry(xpDeviceArg dev, uint32_t mgTableId, uin
    if (auto injected = enterOp(opRemoveEntry_)) return *injected;
    const xpsDevice_t devId = dev.value;
    if (XP_STATUS status = checkIndex(devId, mgTableId, index)) return status;
-   Slot* table = devices_[devId].tables[mgTableId].get();
+   Device& d = devices_[devId];
+   Slot* table = d.tables[mgTableId].get();
    if (!table || !table[index].valid) return XP_ERR_NO_CHANGE;
    table[index] = Slot{};
+   d.validBits[mgTableId][index / 64] &= ~(uint64_t{1} << (index % 64));
    return XP_NO_ERR;
 }
 
@@ -181,7 +227,10 @@ const xpAaclMgTableEntry* xpAaclMgTableMgr::validEntry(xpsDevice_t devId, uint32
                                                        uint32_t index) const {
    if (!xpIsValidDevId(devId) || mgTableId >= kNumMgTables) return nullptr;
    const Device& d = devices_[devId];
-   const Slot* table = d.tables[mgTableId].get();
-   if (!table || index >= d.entriesPerWay * d.ways || !table[index].valid) return nullptr;
-   return &table[index].entry;
+   const uint64_t* valid = d.validBits[mgTableId].get();
+   if (!valid || index >= d.entriesPerWay * d.ways ||
+       !(valid[index / 64] >> (index % 64) & 1)) {
+      return nullptr;
+   }
+   return &d.tables[mgTableId][index].entry;
 }

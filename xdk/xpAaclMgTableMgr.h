@@ -89,10 +89,15 @@ public:
       for (uint32_t i = 0; table && i < d.entriesPerWay * d.ways; ++i)
          if (table[i].valid) f(i, table[i].entry);
    }
-   // Entries per way of the device's tables, 0 when it is not added (not counted).
-   uint32_t entriesPerWay(xpsDevice_t devId) const {
-      return xpIsValidDevId(devId) ? devices_[devId].entriesPerWay : 0;
-   }
+   // The ways and entries per way of an added device (0 otherwise), and where a key falls in
+   // a way: the hash hashIndexInWay answers with, for the model's own users (not counted).
+   uint32_t waysOf(xpsDevice_t devId) const;
+   uint32_t entriesPerWayOf(xpsDevice_t devId) const;
+   uint32_t wayIndexOf(xpsDevice_t devId, uint32_t way, const xpAaclMgTableEntryKey& key) const;
+   // The hardware index (way × entries per way + hash index) of the key in `count` ways from
+   // `firstWay` on, into `out`: the ways' hashes computed side by side.
+   void wayIndexesOf(xpsDevice_t devId, const xpAaclMgTableEntryKey& key, uint32_t firstWay,
+                     uint32_t count, uint32_t* out) const;
 
 private:
    struct Slot {
@@ -105,6 +110,9 @@ private:
       uint32_t ways = 0;
       // Allocated on the first write: most tables of most devices stay empty.
       std::array<std::unique_ptr<Slot[]>, kNumMgTables> tables;
+      // The valid bits of each table apart, a bit per entry: a reader probing many places
+      // touches these few lines rather than the entries.
+      std::array<std::unique_ptr<uint64_t[]>, kNumMgTables> validBits;
    };
 
    XP_STATUS checkAdded(xpsDevice_t devId) const;

@@ -126,7 +126,7 @@ xpChipSnapshot xpChipSnapshot::take() {
       addIndexed(dev, devId, mgrOf<xpIpXformMgr>(acl, xpIpXformMgr::kDstInstance),
                  "xpIpXformMgr.dst", ipXformText, Placement::allocated);
       if (const auto* mg = mgrOf<xpAaclMgTableMgr>(acl, 0)) {
-         const uint32_t perWay = mg->entriesPerWay(devId);
+         const uint32_t perWay = mg->entriesPerWayOf(devId);
          for (uint32_t t = 0; t < xpAaclMgTableMgr::kNumMgTables; ++t) {
             Table table{"xpAaclMgTableMgr." + std::to_string(t), Placement::indexed, {}};
             mg->forEachValid(devId, t, [&](uint32_t i, const xpAaclMgTableEntry& e) {

@@ -21,12 +21,14 @@ public:
       const uint32_t size = tableSize(profile);
       table.data = std::make_unique<Entry[]>(size);
       table.size = size;
+      table.generation = ++modifications_;
       return XP_NO_ERR;
    }
 
    XP_STATUS removeDevice(xpsDevice_t devId) override {
       if (XP_STATUS status = checkDevice(devId)) return status;
       tables_[devId] = Table{};
+      tables_[devId].generation = ++modifications_;
       return XP_NO_ERR;
    }
 
@@ -49,6 +51,7 @@ public:
       if (auto injected = enterOp(opWriteEntry_)) return *injected;
       if (XP_STATUS status = checkEntry(devId, index, entry)) return status;
       tables_[devId].data[index] = *entry;
+      tables_[devId].generation = ++modifications_;
       return XP_NO_ERR;
    }
 
@@ -57,6 +60,18 @@ public:
    const Entry* entryAt(xpsDevice_t devId, uint32_t index) const {
       if (!xpIsValidDevId(devId) || index >= tables_[devId].size) return nullptr;
       return &tables_[devId].data[index];
+   }
+   // The table of an added device as a whole (nullptr otherwise) and its size.
+   const Entry* entriesOf(xpsDevice_t devId, uint32_t& size) const {
+      size = xpIsValidDevId(devId) ? tables_[devId].size : 0;
+      return entries(devId);
+   }
+   // Changes whenever the device's table may have changed (a write, the device added or
+   // removed), and never takes a value it had before, on any device: a reader that keeps
+   // something derived from the table keeps it with the generation and rebuilds it when that
+   // moved on.
+   uint64_t generation(xpsDevice_t devId) const {
+      return xpIsValidDevId(devId) ? tables_[devId].generation : 0;
    }
 
 protected:
@@ -90,8 +105,11 @@ protected:
    }
 
    // The entries of an added device, bypassing counting and checks; nullptr if not added.
+   // Write access counts as a change of the table.
    Entry* entries(xpsDevice_t devId) {
-      return xpIsValidDevId(devId) ? tables_[devId].data.get() : nullptr;
+      if (!xpIsValidDevId(devId)) return nullptr;
+      tables_[devId].generation = ++modifications_;
+      return tables_[devId].data.get();
    }
    const Entry* entries(xpsDevice_t devId) const {
       return xpIsValidDevId(devId) ? tables_[devId].data.get() : nullptr;
@@ -108,8 +126,11 @@ private:
    struct Table {
       std::unique_ptr<Entry[]> data; // null while the device is not added
       uint32_t size = 0;
+      uint64_t generation = 0;
    };
    std::array<Table, XP_MAX_DEVICES> tables_;
+   // One sequence for every table of this kind, so that a generation is never seen twice.
+   static inline uint64_t modifications_ = 0;
    // The table's own operations, found once: they run once per entry.
    OpRef opGetNumOfEntry_ = opRef("getNumOfEntry");
    OpRef opReadEntry_ = opRef("readEntry");

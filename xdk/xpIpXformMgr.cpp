@@ -1,6 +1,7 @@
 #include "xdk/xpIpXformMgr.h"
 
 #include <memory>
+#include <utility>
 
 #include "xdk/xpAclPl.h"
 #include "xdk/xpSdkInit.h"
@@ -43,7 +44,7 @@ XP_STATUS xpIpXformMgr::readEntry(xpsDevice_t devId, uint32_t index, xpIpXformEn
                                   bool& valid, uint8_t) {
    if (auto injected = enterOp("readEntry")) return *injected;
    if (XP_STATUS status = checkEntry(devId, index, entry ? &anySlot : nullptr)) return status;
-   const xpIpXformSlot& slot = entries(devId)[index];
+   const xpIpXformSlot& slot = std::as_const(*this).entries(devId)[index];
    *entry = slot.entry;
    valid = slot.valid;
    return XP_NO_ERR;

@@ -121,6 +121,16 @@ const xpMgksEntry* xpMgksMgr::validEntry(xpsDevice_t devId, uint32_t mgksTableId
    return slot ? &slot->value : nullptr;
 }
 
+const xpMgksEntry* xpMgksMgr::findEntry(xpsDevice_t devId, uint32_t mgksTableId,
+                                        const xpMgksEntry& match, uint32_t& index) const {
+   if (!xpIsValidDevId(devId) || mgksTableId >= kNumMgksTables || !devices_[devId].added) {
+      return nullptr;
+   }
+   const Table& t = devices_[devId].tables[mgksTableId];
+   if (t.lookup(matchOf(match), index) != XP_NO_ERR) return nullptr;
+   return &t.at(index)->value;
+}
+
 bool xpMgksMgr::addWouldMove(xpsDevice_t devId, uint32_t mgksTableId,
                              const xpMgksEntry& match) const {
    if (!xpIsValidDevId(devId) || mgksTableId >= kNumMgksTables || !devices_[devId].added) {

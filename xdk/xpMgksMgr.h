@@ -58,6 +58,10 @@ public:
       devices_[devId].tables[mgksTableId].forEachValid(
           [&](uint32_t index, const Match&, const xpMgksEntry& entry) { f(index, entry); });
    }
+   // The entry whose match (first kMatchBytes bytes) equals that of `match`, and its index;
+   // nullptr when there is none (not counted).
+   const xpMgksEntry* findEntry(xpsDevice_t devId, uint32_t mgksTableId,
+                                const xpMgksEntry& match, uint32_t& index) const;
    // Whether adding an entry with this match now would move another entry (not counted).
    bool addWouldMove(xpsDevice_t devId, uint32_t mgksTableId, const xpMgksEntry& match) const;
 

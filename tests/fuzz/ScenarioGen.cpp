@@ -105,6 +105,14 @@ std::string ScenarioGen::slotValue(const std::string& raw) {
       const bool six = inst_.ends_with('6') != chance(0.02);
       return six ? oneOf(v6) : oneOf(v4);
    }
+   if (slot == "SRC" || slot == "DST") {
+      static const char* const v4[] = {"10.1.2.3", "192.168.1.7", "10.0.0.0", "255.255.255.255",
+                                       "1.2.3.4/8"};
+      static const char* const v6[] = {"2001:db8::1", "::", "fe80::1", "::ffff:1.2.3.4"};
+      // Mostly one family per packet: the other makes the line an error.
+      if (slot == "SRC") six_ = chance(0.3);
+      return six_ != chance(0.03) ? oneOf(v6) : oneOf(v4);
+   }
    if (slot == "RULELIST" || slot == "STAGE") {
       static const char* const v[] = {"0", "1", "2", "3", "5", "6", "10", "11"};
       return oneOf(v);
@@ -205,8 +213,12 @@ std::string ScenarioGen::scenario() {
       text += "device add " + std::to_string(d) + "\n";
       const bool up = chance(0.8);
       if (up) text += "device up " + std::to_string(d) + "\n";
-      if (chance(0.5))
-         text += "intf add Ethernet" + std::to_string(d + 1) + " " + std::to_string(d) + "\n";
+      if (chance(0.5)) {
+         const std::string intf = "Ethernet" + std::to_string(d + 1);
+         text += "intf add " + intf + " " + std::to_string(d) + "\n";
+         // A chip port, so that packets can cross it.
+         if (chance(0.5)) text += "hwacl port " + intf + " " + std::to_string(d + 1) + "\n";
+      }
       // Configuration the commands after the preamble can change, request and remove.
       const std::string chip = " " + std::to_string(d);
       if (chance(0.6)) text += "l4 range src" + chip + " 80 80 1\n";

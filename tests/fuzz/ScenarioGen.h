@@ -42,6 +42,7 @@ private:
    size_t devices_ = 0; // added by the scenario's preamble
    std::string family_; // of the line being written
    std::string inst_;   // the last instance chosen, so a prefix can match its family
+   bool six_ = false;   // the family of the last packet source chosen
 };
 
 } // namespace SimFuzz

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 
 namespace {
@@ -139,6 +140,41 @@ TEST_F(MgTableModelTest, CountersClearOnRead) {
    EXPECT_EQ(acm->getCounterValue(2, XP_ACM_AACL_COUNTER, 1, &pkts, &bytes),
              XP_ERR_DEVICE_NOT_ADDED);
    EXPECT_EQ(acm->calls("getCounterValue"), 6u);
+}
+
+} // namespace
+
+namespace {
+
+// The places a reader computes for many ways at once are those hashIndexInWay gives one way at
+// a time, whatever the first way and the count; an entry's valid bit follows writes and
+// removals.
+TEST_F(MgTableModelTest, PlacesOfManyWaysAgreeWithTheHashOfEachWay) {
+   xpDeviceProfile wide;
+   wide.mgTableWays = 11;
+   wide.mgTableEntries = 512;
+   ASSERT_EQ(xpDeviceMgr::instance()->addDevice(2, wide), XP_NO_ERR);
+   for (uint8_t b = 0; b < 50; ++b) {
+      const xpAaclMgTableEntryKey key = entryWith(b, 0).key;
+      for (uint32_t first = 0; first < 11; first += 3) {
+         uint32_t places[11] = {};
+         const uint32_t count = std::min(11u - first, 1u + b % 8);
+         mg->wayIndexesOf(2, key, first, count, places);
+         for (uint32_t i = 0; i < count; ++i) {
+            uint32_t hash = 0;
+            ASSERT_EQ(mg->hashIndexInWay(2, 0, first + i, &key, hash), XP_NO_ERR);
+            EXPECT_EQ(places[i], (first + i) * 512 + hash);
+         }
+      }
+   }
+   const xpAaclMgTableEntry e = entryWith(3, 9);
+   EXPECT_EQ(mg->validEntry(2, 4, 5000), nullptr);
+   ASSERT_EQ(mg->writeKeyAndControlData(2, 4, 5000, &e), XP_NO_ERR);
+   ASSERT_NE(mg->validEntry(2, 4, 5000), nullptr);
+   EXPECT_EQ(*mg->validEntry(2, 4, 5000), e);
+   EXPECT_EQ(mg->validEntry(2, 4, 5001), nullptr);
+   ASSERT_EQ(mg->removeEntry(2, 4, 5000), XP_NO_ERR);
+   EXPECT_EQ(mg->validEntry(2, 4, 5000), nullptr);
 }
 
 } // namespace
