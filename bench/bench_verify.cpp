@@ -60,9 +60,10 @@ std::string configuration() {
       s += "rulelist key " + c + " 5 6 1 in 20\nrulelist key " + c + " 6 6 3 out 21\n";
       s += "rulelist mg " + c + " 20 1 16 0\nrulelist mg " + c + " 21 2 8 0\n";
       for (int r = 0; r < 300; ++r) {
-         s += "rule place " + c + " 2 20 " + std::to_string(r) + " 16 3 1 sip=" +
-              std::to_string(r % 50 + 1) + " dport=" + std::to_string(r % 100 + 1) +
-              (r % 3 ? " count=on" : "") + " prio=" + std::to_string(r) + "\n";
+         s += "rule place " + c + " 2 20 " + std::to_string(r) +
+              " 16 3 1 sip=" + std::to_string(r % 50 + 1) +
+              " dport=" + std::to_string(r % 100 + 1) + (r % 3 ? " count=on" : "") +
+              " prio=" + std::to_string(r) + "\n";
       }
       s += "hwacl bind " + c + " Ethernet" + std::to_string(10 * chip + 1) + " 5\n";
       s += "hwacl vlan-bind " + c + " 10 6\n";

@@ -54,8 +54,9 @@ std::string ConfigDump::text() const {
 
 std::string dumpConfig(Simulator& s, bool devicesLast) {
    auto all = dumpers();
-   std::stable_sort(all.begin(), all.end(),
-                    [](const ConfigDumper& a, const ConfigDumper& b) { return a.order < b.order; });
+   std::stable_sort(all.begin(), all.end(), [](const ConfigDumper& a, const ConfigDumper& b) {
+      return a.order < b.order;
+   });
    ConfigDump dump(devicesLast);
    for (const auto& d : all) {
       if (d.claim) d.claim(s, dump);

@@ -408,11 +408,10 @@ std::string ruleLine(uint32_t chip, uint32_t stage, const Orim::PerStageHashTabl
    if (!(plain == mgd) || !k.tcpFlag().empty()) {
       throw Error("the rule at chip " + at + " has fields no command sets: " + e.text());
    }
-   std::string line = "rule add " + at + " " +
-                      std::to_string(e.aclId().chipRuleListId().value()) + " " +
-                      std::to_string(e.ruleId()) + " " + std::to_string(mgd.srcIpMaskLength()) +
-                      " " + std::to_string(mgd.dstIpMaskLength()) + " " +
-                      std::to_string(mgd.aclType());
+   std::string line =
+       "rule add " + at + " " + std::to_string(e.aclId().chipRuleListId().value()) + " " +
+       std::to_string(e.ruleId()) + " " + std::to_string(mgd.srcIpMaskLength()) + " " +
+       std::to_string(mgd.dstIpMaskLength()) + " " + std::to_string(mgd.aclType());
    auto opt = [&](const char* key, uint64_t v) {
       if (v) line += std::string(" ") + key + "=" + std::to_string(v);
    };

@@ -282,11 +282,10 @@ void dump(Simulator& s, ConfigDump& d) {
                                              key.tableType(), out))) {
             continue;
          }
-         keys.push_back("rulelist key " + std::to_string(chip) + " " +
-                        std::to_string(key.hwAclIndex()) + " " +
-                        std::to_string(key.protocolType()) + " " +
-                        std::to_string(key.tableType()) + (out ? " out " : " in ") +
-                        std::to_string(c->chipRuleListKeyToId(key).value()));
+         keys.push_back(
+             "rulelist key " + std::to_string(chip) + " " + std::to_string(key.hwAclIndex()) +
+             " " + std::to_string(key.protocolType()) + " " + std::to_string(key.tableType()) +
+             (out ? " out " : " in ") + std::to_string(c->chipRuleListKeyToId(key).value()));
       }
       for (const auto& list : sortedKeys(c->chipRuleListCfgColl())) {
          if (d.claimed(ClaimKey::maskGroups(chip, list.value()))) continue;

@@ -109,8 +109,9 @@ void poke(Simulator&, const Args& a) {
       const auto port = static_cast<uint32_t>(a.number(2, "port", 65535));
       const auto label = static_cast<uint16_t>(a.number(3, "label", 65535));
       a.atMost(4);
-      auto* mgr = xpAclPl::instance()->getMgr<aaclL4PortMgr>(xpPrimitiveMgrBase<aaclL4PortMgr>::idAt(
-          table.back() == 'c' ? aaclL4PortMgr::kSrcInstance : aaclL4PortMgr::kDstInstance));
+      auto* mgr =
+          xpAclPl::instance()->getMgr<aaclL4PortMgr>(xpPrimitiveMgrBase<aaclL4PortMgr>::idAt(
+              table.back() == 'c' ? aaclL4PortMgr::kSrcInstance : aaclL4PortMgr::kDstInstance));
       aaclL4PortEntry e;
       refused(mgr->readEntry(dev, port, &e));
       e.setXformedL4Port(label);
@@ -119,8 +120,9 @@ void poke(Simulator&, const Args& a) {
       const auto index = static_cast<uint32_t>(a.number(2, "index", UINT32_MAX));
       const auto label = static_cast<uint32_t>(a.number(3, "label", UINT32_MAX));
       a.atMost(4);
-      auto* mgr = xpAclPl::instance()->getMgr<xpIpXformMgr>(xpPrimitiveMgrBase<xpIpXformMgr>::idAt(
-          table.back() == 'c' ? xpIpXformMgr::kSrcInstance : xpIpXformMgr::kDstInstance));
+      auto* mgr =
+          xpAclPl::instance()->getMgr<xpIpXformMgr>(xpPrimitiveMgrBase<xpIpXformMgr>::idAt(
+              table.back() == 'c' ? xpIpXformMgr::kSrcInstance : xpIpXformMgr::kDstInstance));
       xpIpXformEntry e;
       bool valid = false;
       refused(mgr->readEntry(dev, index, &e, valid));
@@ -131,8 +133,8 @@ void poke(Simulator&, const Args& a) {
       const auto port = static_cast<uint32_t>(a.number(2, "port", 65535));
       const auto id = static_cast<uint8_t>(a.number(3, "port ACL id", 255));
       a.atMost(4);
-      auto* mgr =
-          xpIfPl::instance()->getMgr<xpPortConfigMgr>(xpPrimitiveMgrBase<xpPortConfigMgr>::idAt(0));
+      auto* mgr = xpIfPl::instance()->getMgr<xpPortConfigMgr>(
+          xpPrimitiveMgrBase<xpPortConfigMgr>::idAt(0));
       xpPortConfigEntry e;
       refused(mgr->readEntry(dev, port, &e));
       e.PAclId = id;
@@ -151,7 +153,8 @@ void poke(Simulator&, const Args& a) {
       e.data.word[1] = prio;
       refused(mgr->writeKeyAndControlData(dev, mgTable, index, &e));
    } else {
-      throw Error("unknown table '" + table + "': expected aaclL4PortMgr.src, aaclL4PortMgr.dst, "
+      throw Error("unknown table '" + table +
+                  "': expected aaclL4PortMgr.src, aaclL4PortMgr.dst, "
                   "xpIpXformMgr.src, xpIpXformMgr.dst, xpPortConfigMgr or xpAaclMgTableMgr");
    }
 }

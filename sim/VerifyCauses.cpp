@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <optional>
 
+#include "platform/OrimDataFlow.h"
 #include "platform/OrimXform.h"
 #include "sim/Sim.h"
 #include "sim/Verify.h"
-#include "platform/OrimDataFlow.h"
 #include "xdk/xpAaclMgTableMgr.h"
 #include "xdk/xpAclPl.h"
 #include "xpacl/stage/XpAclOrimStageMgrSm.h"
@@ -68,10 +68,12 @@ std::vector<uint32_t> holding(const xpChipSnapshot& snap, const xpChipDifference
 
 // The rule the live agent placed at the MG-table index of the chip, if any.
 std::optional<Orim::PerStageTableEntry> ruleAt(Simulator& s, uint32_t chip, uint32_t mgTable,
-                                              uint32_t index) {
-   auto stages = s.world().get<XpAcl::AaclStageStatus>("aaclStageStatus")
+                                               uint32_t index) {
+   auto stages = s.world()
+                     .get<XpAcl::AaclStageStatus>("aaclStageStatus")
                      ->aaclChipStageStatus(Orim::ChipId(chip));
-   auto flow = s.world().get<Orim::DataFlowConfig>("dataFlowConfig")
+   auto flow = s.world()
+                   .get<Orim::DataFlowConfig>("dataFlowConfig")
                    ->chipDataFlowConfig(Orim::ChipId(chip));
    const auto* mg = xpAclPl::instance()->getMgr<xpAaclMgTableMgr>(
        xpPrimitiveMgrBase<xpAaclMgTableMgr>::idAt(0));
@@ -94,7 +96,8 @@ std::string counterCause(Simulator& s, const xpChipDifference& d) {
    std::string live = d.live->what();
    const std::string none = " counter none ";
    const size_t at = live.find(none);
-   if (at == std::string::npos || live.replace(at, none.size(), " counter some ") != d.cold->what())
+   if (at == std::string::npos ||
+       live.replace(at, none.size(), " counter some ") != d.cold->what())
       return "";
    const uint32_t table = static_cast<uint32_t>(std::stoul(d.table.substr(17)));
    const auto rule = ruleAt(s, d.device, table, d.live->index);
@@ -133,7 +136,8 @@ std::string chipCause(Simulator& s, const xpChipDifference& d, const xpChipSnaps
    // direction may have given one of its prefixes: the cold start activates IPv6 after IPv4.
    const std::string catchAll = entryText(Plexo::IpGenPrefix(Plexo::Ip6Prefix{}), 0);
    if (index == 0 && d.live && d.cold && d.live->value == catchAll && owners.size() == 1 &&
-       owners[0].prefix.isV6() && d.cold->value == entryText(owners[0].prefix, owners[0].label)) {
+       owners[0].prefix.isV6() &&
+       d.cold->value == entryText(owners[0].prefix, owners[0].label)) {
       return "an IPv4 activation wrote the catch-all over the IPv6 prefix at index 0";
    }
    return "";

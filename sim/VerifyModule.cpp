@@ -113,8 +113,8 @@ void verifyCmd(Simulator& s, const Args& a) {
    if (s.world().batch.isOpen()) throw Error("'verify' inside a batch: close it first");
    const VerifyResult r = verifyColdStart(s, devicesLast);
    if (!r.coldError.empty()) {
-      throw Error("verify: the cold start failed: " + r.coldError + " (playing '" +
-                  r.coldLine + "')");
+      throw Error("verify: the cold start failed: " + r.coldError + " (playing '" + r.coldLine +
+                  "')");
    }
    for (uint32_t dev : r.downDevices)
       s.out() << "verify: device " << dev << " is down: its tables are not compared\n";
@@ -148,8 +148,8 @@ void start(Simulator& s) {
    s.addCommand({"verify", "", "[devices-last]",
                  "compare every chip table with a cold start of the configuration", verifyCmd});
    s.addCommand({"show", "config", "[devices-last]",
-                 "the configuration as the commands of a cold start", [](Simulator& sim,
-                                                                         const Args& a) {
+                 "the configuration as the commands of a cold start",
+                 [](Simulator& sim, const Args& a) {
                     const bool last = a.has(0) && a.word(0, "order") == "devices-last";
                     a.atMost(1);
                     sim.out() << dumpConfig(sim, last);
@@ -205,8 +205,8 @@ VerifyResult verifyColdStart(Simulator& s, bool devicesLast) {
       };
       const std::string text = "ack of " + key.first + " chip " + std::to_string(key.second) +
                                ": live " + side(l, inLive) + ", cold " + side(c, inCold);
-      r.differences.push_back({text, inLive && !inCold ? ackCause(s, key.first, key.second)
-                                                       : std::string()});
+      r.differences.push_back(
+          {text, inLive && !inCold ? ackCause(s, key.first, key.second) : std::string()});
    }
    return r;
 }

@@ -534,7 +534,9 @@ void dumpPrefixDirection(Simulator& s, ConfigDump& d, const Instance* inst /* v4
       auto where = [&](const Side& side) {
          return std::string(" ") + side.inst->shortName + " " + std::to_string(chip) + " ";
       };
-      auto activated = [](const Side& side) { return side.c && side.c->activeRequestId() != 0; };
+      auto activated = [](const Side& side) {
+         return side.c && side.c->activeRequestId() != 0;
+      };
       // A configuration without prefixes is made by attempting the default route (which the
       // driver never places) and dropping it.
       auto made = [&](const Side& side, const std::map<std::string, std::string>& set) {

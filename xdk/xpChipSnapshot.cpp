@@ -81,9 +81,8 @@ std::string mgText(const xpAaclMgTableEntry& e, bool withCounter) {
    const uint32_t counter = w >> 3;
    std::string counted = counter == 0 ? "none" : withCounter ? std::to_string(counter) : "some";
    return "key " + hex(e.key.bytes, xpAaclMgTableEntryKey::kBytes) + " " +
-          (w & 1 ? "permit" : "deny") + " log " + onOff(w & 2) +
-          ((w & 4) ? " bit2" : "") + " counter " + counted + " prio " +
-          std::to_string(e.data.word[1]);
+          (w & 1 ? "permit" : "deny") + " log " + onOff(w & 2) + ((w & 4) ? " bit2" : "") +
+          " counter " + counted + " prio " + std::to_string(e.data.word[1]);
 }
 
 } // namespace
@@ -145,11 +144,10 @@ xpChipSnapshot xpChipSnapshot::take() {
             mgks->forEachValid(devId, t, [&](uint32_t i, const xpMgksEntry& e) {
                uint32_t match = 0;
                std::memcpy(&match, e.bytes, xpMgksEntry::kMatchBytes);
-               table.rows.emplace(match,
-                                  Row{"match " + hex(e.bytes, xpMgksEntry::kMatchBytes), i,
-                                      "result " + hex(e.bytes + xpMgksEntry::kMatchBytes,
-                                                      xpMgksEntry::kBytes -
-                                                          xpMgksEntry::kMatchBytes)});
+               table.rows.emplace(
+                   match, Row{"match " + hex(e.bytes, xpMgksEntry::kMatchBytes), i,
+                              "result " + hex(e.bytes + xpMgksEntry::kMatchBytes,
+                                              xpMgksEntry::kBytes - xpMgksEntry::kMatchBytes)});
             });
             dev.push_back(std::move(table));
          }
@@ -160,17 +158,16 @@ xpChipSnapshot xpChipSnapshot::take() {
          Table table{"xpPortVlanIvifMgr", Placement::hashed, {}};
          const auto& copies = ivif->tables(devId);
          for (uint32_t c = 0; c < copies.size(); ++c) {
-            copies[c].forEachValid([&](uint32_t i, const xpPortVlanIvifKey& k,
-                                       const xpPortVlanIvifData& d) {
-               table.rows.emplace(uint64_t{c} << 32 | uint32_t{k.port} << 16 | k.vlanId,
-                                  Row{"copy " + std::to_string(c) + " port " +
-                                          std::to_string(k.port) + " vlan " +
-                                          std::to_string(k.vlanId),
-                                      i,
-                                      "routeAclId " + std::to_string(d.routeAclId) + " v4 " +
-                                          onOff(d.routeAclEn & 1) + " v6 " +
-                                          onOff(d.routeAclEn & 2)});
-            });
+            copies[c].forEachValid(
+                [&](uint32_t i, const xpPortVlanIvifKey& k, const xpPortVlanIvifData& d) {
+                   table.rows.emplace(
+                       uint64_t{c} << 32 | uint32_t{k.port} << 16 | k.vlanId,
+                       Row{"copy " + std::to_string(c) + " port " + std::to_string(k.port) +
+                               " vlan " + std::to_string(k.vlanId),
+                           i,
+                           "routeAclId " + std::to_string(d.routeAclId) + " v4 " +
+                               onOff(d.routeAclEn & 1) + " v6 " + onOff(d.routeAclEn & 2)});
+                });
          }
          dev.push_back(std::move(table));
       }
@@ -179,16 +176,13 @@ xpChipSnapshot xpChipSnapshot::take() {
          for (const auto& copy : evif->tables(devId)) {
             copy.forEachValid([&](uint32_t i, const xpEgressBdEvifKey& k,
                                   const xpEgressBdEvifData& d) {
-               table.rows.emplace(uint32_t{k.vif} << 16 | k.vlanId,
-                                  Row{"vif " + std::to_string(k.vif) + " vlan " +
-                                          std::to_string(k.vlanId),
-                                      i,
-                                      "paclId " + std::to_string(d.paclId()) + " v4 " +
-                                          onOff(d.paclIdEnV4()) + " v6 " +
-                                          onOff(d.paclIdEnV6()) + " raclId " +
-                                          std::to_string(d.raclId()) + " v4 " +
-                                          onOff(d.raclIdEnV4()) + " v6 " +
-                                          onOff(d.raclIdEnV6())});
+               table.rows.emplace(
+                   uint32_t{k.vif} << 16 | k.vlanId,
+                   Row{"vif " + std::to_string(k.vif) + " vlan " + std::to_string(k.vlanId), i,
+                       "paclId " + std::to_string(d.paclId()) + " v4 " + onOff(d.paclIdEnV4()) +
+                           " v6 " + onOff(d.paclIdEnV6()) + " raclId " +
+                           std::to_string(d.raclId()) + " v4 " + onOff(d.raclIdEnV4()) +
+                           " v6 " + onOff(d.raclIdEnV6())});
             });
          }
          dev.push_back(std::move(table));

@@ -29,8 +29,8 @@ public:
       Row() = default;
       Row(std::string k, uint32_t at, std::string v)
           : key(std::move(k)), index(at), value(std::move(v)) {}
-      std::string key;      // "index 12", or the hashed key as text
-      uint32_t index = 0;   // where the entry sits
+      std::string key;    // "index 12", or the hashed key as text
+      uint32_t index = 0; // where the entry sits
       std::string value;
       std::string content; // the value without what history chose; empty when the same
       const std::string& what() const { return content.empty() ? value : content; }

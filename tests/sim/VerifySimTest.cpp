@@ -64,9 +64,8 @@ TEST(Verify, PlantedDifferencesAreListedAndFailTheScenario) {
    };
    for (const auto& c : cases) {
       int status = 0;
-      const std::string out =
-          runSim(std::string(kConfig) + "verify\n" + c.poke + "\nverify\necho not reached\n",
-                 &status);
+      const std::string out = runSim(
+          std::string(kConfig) + "verify\n" + c.poke + "\nverify\necho not reached\n", &status);
       EXPECT_EQ(out, std::string("verify: the chip matches a cold start\n") + c.listing +
                          "t.scn:12: verify: 1 unexplained difference\n")
           << c.poke;
@@ -112,8 +111,8 @@ TEST(Verify, LeavesTheLiveAgentAsItWas) {
    EXPECT_EQ(Norv::activityManager().pendingTimers(), timers);
    // The live driver still writes the live model: a change after verify reaches its table.
    out.str("");
-   ASSERT_TRUE(sim.runText("t.scn", "l4 range dst 0 90 90 7\nl4 request dst 0 2\nverify\n",
-                           err))
+   ASSERT_TRUE(
+       sim.runText("t.scn", "l4 range dst 0 90 90 7\nl4 request dst 0 2\nverify\n", err))
        << err.str();
    EXPECT_EQ(out.str(), "verify: the chip matches a cold start\n");
 }
@@ -121,9 +120,10 @@ TEST(Verify, LeavesTheLiveAgentAsItWas) {
 // The cold start brings the devices up before the configuration: the other order cannot
 // replay a prefix request, which the driver takes only from a device that is up.
 TEST(Verify, DevicesLastDoesNotConverge) {
-   const std::string prefixes = "device add 0\ndevice up 0\nprefix attempt src4 0 10.0.0.0/8 7\n"
-                                "prefix request attempted src4 0 1\n"
-                                "prefix activate src4 0 2\n";
+   const std::string prefixes =
+       "device add 0\ndevice up 0\nprefix attempt src4 0 10.0.0.0/8 7\n"
+       "prefix request attempted src4 0 1\n"
+       "prefix activate src4 0 2\n";
    EXPECT_EQ(play(prefixes + "verify\n").out, "verify: the chip matches a cold start\n");
    const Outcome r = play(prefixes + "verify devices-last\n");
    EXPECT_EQ(r.out, "verify: device 0 xpIpXformMgr.src index 0: live v4 10.0.0.0/8 label 7, "
@@ -199,8 +199,9 @@ public:
       case 1:
          return pick(2) ? "lag add " + eth + " Port-Channel7" : "lag remove " + eth;
       case 2: // chip port numbers are given once, first: see PortNumberAfterItsVif
-         return pick(3) ? "seprofile config " + chip + " 22 1 " + oneOf({"8", "16", "24"}) + " 0"
-                        : "seprofile remove " + chip + " 22";
+         return pick(3)
+                    ? "seprofile config " + chip + " 22 1 " + oneOf({"8", "16", "24"}) + " 0"
+                    : "seprofile remove " + chip + " 22";
       case 3:
          return pick(3) ? "hwacl bind " + chip + " " + intf + " " + oneOf({"5", "6"})
                         : "hwacl unbind " + chip + " " + intf;
@@ -221,7 +222,8 @@ public:
       case 8: {
          const std::string inst = oneOf({"src", "dst"});
          const uint32_t start = 10 * pick(6);
-         const std::string range = std::to_string(start) + " " + std::to_string(start + pick(3));
+         const std::string range =
+             std::to_string(start) + " " + std::to_string(start + pick(3));
          std::string line = pick(3) ? "l4 range " + inst + " " + chip + " " + range + " " +
                                           std::to_string(1 + pick(9))
                                     : "l4 remove " + inst + " " + chip + " " + range;
@@ -261,14 +263,18 @@ private:
       const char* const v6[] = {"2001:db8::/32", "2001:db8:1::/48", "fc00::/7"};
       std::string out;
       for (const char* p : v4) {
-         if (pick(3) == 0) out += "prefix attempt " + dir + "4 " + chip + " " + p + " " +
-                                  std::to_string(1 + pick(20)) + "\n";
-         else if (pick(3) == 0) out += "prefix drop " + dir + "4 " + chip + " " + p + "\n";
+         if (pick(3) == 0)
+            out += "prefix attempt " + dir + "4 " + chip + " " + p + " " +
+                   std::to_string(1 + pick(20)) + "\n";
+         else if (pick(3) == 0)
+            out += "prefix drop " + dir + "4 " + chip + " " + p + "\n";
       }
       for (const char* p : v6) {
-         if (pick(3) == 0) out += "prefix attempt " + dir + "6 " + chip + " " + p + " " +
-                                  std::to_string(1 + pick(20)) + "\n";
-         else if (pick(3) == 0) out += "prefix drop " + dir + "6 " + chip + " " + p + "\n";
+         if (pick(3) == 0)
+            out += "prefix attempt " + dir + "6 " + chip + " " + p + " " +
+                   std::to_string(1 + pick(20)) + "\n";
+         else if (pick(3) == 0)
+            out += "prefix drop " + dir + "6 " + chip + " " + p + "\n";
       }
       const std::string id = std::to_string(++request_);
       for (const char* step : {"request attempted", "activate"}) {
@@ -315,8 +321,8 @@ TEST(Verify, RandomLowLevelScenariosConvergeToTheirColdStart) {
             if (d.cause.empty()) unexplained += "  " + d.text + "\n";
          }
          ASSERT_TRUE(r.coldError.empty() && unexplained.empty())
-             << "seed " << seed << " step " << step << ": " << r.coldError << " "
-             << r.coldLine << "\n"
+             << "seed " << seed << " step " << step << ": " << r.coldError << " " << r.coldLine
+             << "\n"
              << unexplained << "played:\n"
              << played << "cold start:\n"
              << r.scenario;
