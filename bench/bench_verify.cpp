@@ -1,6 +1,5 @@
 #include <benchmark/benchmark.h>
 
-#include <ctime>
 #include <sstream>
 #include <string>
 
@@ -19,19 +18,6 @@
 // back), in alternation.
 
 namespace {
-
-double threadNanoseconds() {
-   timespec t{};
-   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-   return static_cast<double>(t.tv_sec) * 1e9 + static_cast<double>(t.tv_nsec);
-}
-
-template <class F>
-void timeRound(FastestRounds& rounds, FastestRounds::Which which, F&& f) {
-   const double t0 = threadNanoseconds();
-   f();
-   rounds.record(which, threadNanoseconds() - t0);
-}
 
 std::string configuration() {
    std::string s = "device add 0\ndevice add 1\ndevice up 0\ndevice up 1\n";
@@ -82,12 +68,12 @@ void BM_VerifyVsColdStart(benchmark::State& state) {
    const std::string dump = Sim::dumpConfig(sim, false);
    FastestRounds rounds;
    for (auto _ : state) {
-      timeRound(rounds, FastestRounds::kCase, [&] {
+      rounds.time(FastestRounds::kCase, [&] {
          const Sim::VerifyResult r = Sim::verifyColdStart(sim);
          if (!r.coldError.empty() || !r.differences.empty())
             state.SkipWithError("verify found differences");
       });
-      timeRound(rounds, FastestRounds::kBaseline, [&] {
+      rounds.time(FastestRounds::kBaseline, [&] {
          xpSdkState live = xpSdkDetach();
          {
             std::ostringstream coldOut, coldErr;
