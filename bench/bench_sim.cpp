@@ -20,21 +20,6 @@ namespace {
 
 constexpr uint32_t kRanges = 65536;
 
-// Rounds last tens of milliseconds, long enough to be preempted on a busy machine: they are
-// timed in the thread's own CPU time, so that waiting for a core counts in neither.
-double threadNanoseconds() {
-   timespec t{};
-   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-   return static_cast<double>(t.tv_sec) * 1e9 + static_cast<double>(t.tv_nsec);
-}
-
-template <class F>
-void timeRound(FastestRounds& rounds, FastestRounds::Which which, F&& f) {
-   const double t0 = threadNanoseconds();
-   f();
-   rounds.record(which, threadNanoseconds() - t0);
-}
-
 uint16_t labelOf(uint32_t port) {
    return static_cast<uint16_t>(port % 65535 + 1);
 }
@@ -69,14 +54,14 @@ void BM_SimLoadRangesVsDriver(benchmark::State& state) {
    reset();
    FastestRounds rounds;
    for (auto _ : state) {
-      timeRound(rounds, FastestRounds::kCase, [&] {
+      rounds.timeCpu(FastestRounds::kCase, [&] {
          if (!sim.runText("load", scenario, err)) state.SkipWithError(err.str().c_str());
       });
       if (config->chipPortRangeConfig(chip)->activeXformCount() != kRanges) {
          state.SkipWithError("the simulator did not load every range");
       }
       clear();
-      timeRound(rounds, FastestRounds::kBaseline, [&] {
+      rounds.timeCpu(FastestRounds::kBaseline, [&] {
          auto ranges = config->chipPortRangeConfig(chip);
          for (uint32_t port = 0; port < kRanges; ++port) {
             const auto p = static_cast<uint16_t>(port);

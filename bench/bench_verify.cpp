@@ -68,12 +68,12 @@ void BM_VerifyVsColdStart(benchmark::State& state) {
    const std::string dump = Sim::dumpConfig(sim, false);
    FastestRounds rounds;
    for (auto _ : state) {
-      rounds.time(FastestRounds::kCase, [&] {
+      rounds.timeCpu(FastestRounds::kCase, [&] {
          const Sim::VerifyResult r = Sim::verifyColdStart(sim);
          if (!r.coldError.empty() || !r.differences.empty())
             state.SkipWithError("verify found differences");
       });
-      rounds.time(FastestRounds::kBaseline, [&] {
+      rounds.timeCpu(FastestRounds::kBaseline, [&] {
          xpSdkState live = xpSdkDetach();
          {
             std::ostringstream coldOut, coldErr;
