@@ -109,6 +109,14 @@ TEST(Verify, LeavesTheLiveAgentAsItWas) {
    EXPECT_EQ(look(), before);
    EXPECT_EQ(Norv::activityManager().now(), now);
    EXPECT_EQ(Norv::activityManager().pendingTimers(), timers);
+   // Nothing of the cold agent reaches the trace ring, whose records are the live agent's.
+   out.str("");
+   ASSERT_TRUE(sim.runText("t.scn", "trace ring on\nl4 request dst 0 5\ntrace dump\n", err));
+   const std::string ring = out.str();
+   EXPECT_NE(ring.find("L4PortXformSm"), std::string::npos) << ring;
+   out.str("");
+   ASSERT_TRUE(sim.runText("t.scn", "verify\ntrace dump\ntrace ring off\n", err));
+   EXPECT_EQ(out.str(), "verify: the chip matches a cold start\n" + ring);
    // The live driver still writes the live model: a change after verify reaches its table.
    out.str("");
    ASSERT_TRUE(
