@@ -96,6 +96,7 @@ public:
    void echoIs(bool on) { echo_ = on; }
 
 private:
+   Simulator(std::ostream& out, bool secondary);
    void runLine(std::vector<std::string> words);
    std::ostream& out_;
    bool secondary_ = false;
