@@ -45,6 +45,7 @@ xpSdkState xpSdkDetach() {
 }
 
 void xpSdkAttach(xpSdkState state) {
+   // Drops the model in place; the generation moves on, so cached pointers into it go too.
    xpSdkReset();
    if (!state) return;
    auto& parts = *state.parts_;
@@ -53,5 +54,4 @@ void xpSdkAttach(xpSdkState state) {
       layers[i]->mgrsIs(std::move(parts.layers[i]));
    xpDeviceMgr::instance()->profilesIs(parts.devices);
    xpLogMgr::instance()->keptIs(std::move(parts.log));
-   ++xpSdkGenerationCount;
 }
