@@ -10,6 +10,7 @@
 #include "platform/XpVif.h"
 #include "sim/ConfigDump.h"
 #include "sim/Sim.h"
+#include "sim/SimArgs.h"
 #include "xdk/xpEgressBdEvifMgr.h"
 #include "xdk/xpIfPl.h"
 #include "xdk/xpPortConfigMgr.h"
@@ -78,23 +79,6 @@ Norv::Ptr<XpVif::PortVifStatus> portVif(Simulator& s) {
 }
 Norv::Ptr<Orim::PDConfig> pdConfig(Simulator& s) {
    return s.world().get<Orim::PDConfig>("pDConfig");
-}
-
-Plexo::IntfId intfArg(const Args& a, size_t i) {
-   const std::string& w = a.word(i, "interface");
-   try {
-      const Plexo::IntfId intf = Plexo::IntfId::fromText(w);
-      if (intf.isVlanIntf()) intf.vlanId();
-      return intf;
-   } catch (const Norv::RangeError&) {
-      throw Error("bad interface '" + w + "': expected EthernetN, Port-ChannelN or VlanN");
-   }
-}
-
-uint16_t vlanArg(const Args& a, size_t i) {
-   const auto v = static_cast<uint16_t>(a.number(i, "VLAN", 4094));
-   if (v == 0) throw Error("bad VLAN '0': VLANs are 1 to 4094");
-   return v;
 }
 
 // A hardware ACL index: one byte, and 0 means none, so it cannot be bound.

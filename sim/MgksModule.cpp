@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "sim/ConfigDump.h"
+#include "sim/MgksRoom.h"
 #include "sim/Sim.h"
 #include "xdk/xpAclPl.h"
 #include "xdk/xpMgksMgr.h"
@@ -23,10 +24,6 @@ using namespace XpAcl;
 constexpr uint64_t kMaxChip = 63;
 constexpr uint64_t kMaxId = 0xffffffff;
 constexpr uint64_t kMaxMaskLength = 128;
-
-xpMgksMgr* mgksModel() {
-   return xpAclPl::instance()->getMgr<xpMgksMgr>(xpPrimitiveMgrBase<xpMgksMgr>::idAt(0));
-}
 
 Orim::ChipId chipArg(const Args& a, size_t i) {
    return Orim::ChipId(static_cast<uint32_t>(a.number(i, "chip id", kMaxChip)));
@@ -55,8 +52,7 @@ Orim::ChipRuleListIdKey keyArgs(const Args& a, size_t i) {
 }
 
 std::string keyText(const Orim::ChipRuleListIdKey& k) {
-   return "key " + std::to_string(k.hwAclIndex()) + " " + std::to_string(k.protocolType()) +
-          " " + std::to_string(k.tableType()) + " " + norvEnumName(k.direction());
+   return mgksKeyText(k);
 }
 
 Norv::Ptr<Orim::DataFlowConfig> dataFlow(Simulator& s) {
@@ -68,21 +64,9 @@ Norv::Ptr<const AaclChipStageStatus> stagesOf(Simulator& s, const Orim::ChipId& 
    return s.world().get<AaclStageStatus>("aaclStageStatus")->aaclChipStageStatus(chip);
 }
 
-// The driver asserts that an entry lands where it was asked, never moving another: refuse what
-// would make the chip move one. The place of an entry depends on its match alone.
 void checkRoom(Simulator& s, const Orim::ChipId& chip, const Orim::ChipRuleListIdKey& key,
                const Orim::StageId& stage) {
-   auto stages = stagesOf(s, chip);
-   auto desc = stages ? stages->aaclStageDescriptor(stage) : nullptr;
-   const auto fields = mgksEntryFields(key, Orim::ChipRuleListId(0), {}, 0);
-   if (!desc || !fields) return;
-   const uint32_t table = desc->ldeMgTableLookupDesc().mgksTableId().value();
-   if (mgksModel()->addWouldMove(static_cast<xpsDevice_t>(chip.value()), table,
-                                 packMgksEntry(*fields))) {
-      throw Error("no room for " + keyText(key) + " at stage " + stage.text() +
-                  ": the chip would have to move another entry of MGKS table " +
-                  std::to_string(table));
-   }
+   checkMgksRoom(s, chip, key, stage);
 }
 
 void ruleListKey(Simulator& s, const Args& a) {

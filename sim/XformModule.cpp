@@ -14,6 +14,7 @@
 #include "sim/ConfigDump.h"
 #include "sim/PortRangeFit.h"
 #include "sim/Sim.h"
+#include "sim/SimArgs.h"
 #include "xdk/xpDeviceMgr.h"
 #include "xpacl/xform/XpAclL4PortXformSm.h"
 #include "xpacl/xform/XpAclPrefixXformSm.h"
@@ -71,20 +72,12 @@ XpXdk::XpDeviceId deviceArg(const Args& a, size_t i) {
 
 Plexo::IpGenPrefix prefixArg(const Args& a, size_t i, bool v4) {
    const std::string& w = a.word(i, "prefix");
-   const auto p = Plexo::IpGenPrefix::fromText(w);
-   if (!p) throw Error("bad prefix '" + w + "': expected a.b.c.d/n or an IPv6 prefix");
-   if (p->isV4() != v4) {
+   const auto p = prefixText(w);
+   if (p.isV4() != v4) {
       throw Error("prefix '" + w + "' is not " + (v4 ? "IPv4" : "IPv6") +
                   " as the instance is");
    }
-   // The prefix keeps only the bits its length covers; an address with more set was probably
-   // meant as another prefix, or as a longer one.
-   const auto address = Plexo::IpGenPrefix::fromText(w.substr(0, w.find('/')));
-   if (address && address->addressText() != p->addressText()) {
-      throw Error("bad prefix '" + w + "': bits set beyond the length (did you mean " +
-                  p->text() + "?)");
-   }
-   return *p;
+   return p;
 }
 
 // A dump written to a file descriptor, copied into the simulator's output in order.

@@ -1,0 +1,344 @@
+// The publisher: the difference between two states of a chip, written make before break.
+// Labels come first (prefixes through the two-phase request, checked), then rule lists with
+// their mask groups and the rule-list keys, then new entries, then bindings; what goes away
+// goes after, in the reverse order.
+#include <algorithm>
+#include <optional>
+#include <tuple>
+#include <vector>
+
+#include "platform/OrimDataFlow.h"
+#include "platform/OrimXform.h"
+#include "sim/MgksRoom.h"
+#include "sim/acl/AclCompiler.h"
+#include "xpacl/model/XpAclMgksStatus.h"
+
+namespace Sim::Acl {
+
+namespace {
+
+struct PrefixInstances {
+   const char* v4;
+   const char* v6;
+};
+// The IPv4 and IPv6 instances of a table share its index space: the IPv4 request clears it, so
+// both are attempted, IPv4 first, whenever the table changes.
+constexpr PrefixInstances kPrefixSm[2] = {{"SrcV4PrefixXformSm", "SrcV6PrefixXformSm"},
+                                          {"DstV4PrefixXformSm", "DstV6PrefixXformSm"}};
+constexpr const char* kL4Sm[2] = {"L4SrcPortXformSm", "L4DstPortXformSm"};
+constexpr const char* kTableName[2] = {"source", "destination"};
+
+using PrefixMap = std::map<Plexo::IpGenPrefix, uint32_t>;
+
+PrefixMap family(const PrefixSet& set, bool v6) {
+   PrefixMap out;
+   for (const auto& [p, l] : set.labels) {
+      if (p.isV6() == v6) out[p] = l;
+   }
+   return out;
+}
+
+bool acknowledged(Simulator& s, const std::string& sm, const Orim::ChipId& chip, double id) {
+   const auto st =
+       s.world().get<Orim::ResourceStatus>(sm + ".status")->resourceChipStatus(chip);
+   return st.requestId == id && st.success;
+}
+
+Norv::Ptr<Orim::ChipIpGenPrefixConfig> prefixConfig(Simulator& s, const std::string& sm,
+                                                    const Orim::ChipId& chip) {
+   auto cfg = s.world().get<Orim::IpGenPrefixConfig>(sm + ".config");
+   auto c = cfg->chipIpGenPrefixConfig(chip);
+   return c ? c : cfg->chipIpGenPrefixConfigIs(chip);
+}
+
+// The attempted phase: indexes for the whole set, nothing written. Whether the driver
+// acknowledged it with success.
+bool attempt(Simulator& s, const std::string& sm, const Orim::ChipId& chip,
+             const PrefixMap& set) {
+   auto c = prefixConfig(s, sm, chip);
+   c->attemptedXformDelAll();
+   for (const auto& [p, l] : set)
+      c->attemptedXformIs(p, Orim::XformedIpPrefix{l});
+   const double id = c->attemptedRequestId() + 1;
+   c->attemptedRequestIdIs(id);
+   return acknowledged(s, sm, chip, id);
+}
+
+// The active phase: the attempted set written at its indexes.
+void activate(Simulator& s, const std::string& sm, const Orim::ChipId& chip,
+              const PrefixMap& set) {
+   auto c = prefixConfig(s, sm, chip);
+   c->activeXformDelAll();
+   for (const auto& [p, l] : set)
+      c->activeXformIs(p, Orim::XformedIpPrefix{l});
+   c->activeRequestIdIs(c->activeRequestId() + 1);
+}
+
+bool attemptTable(Simulator& s, const Orim::ChipId& chip, int t, const PrefixSet& from,
+                  const PrefixSet& to) {
+   const auto v6 = family(to, true);
+   if (!attempt(s, kPrefixSm[t].v4, chip, family(to, false))) return false;
+   const bool v6Before = std::any_of(from.labels.begin(), from.labels.end(),
+                                     [](const auto& kv) { return kv.first.isV6(); });
+   return (v6.empty() && !v6Before) || attempt(s, kPrefixSm[t].v6, chip, v6);
+}
+
+void activateTable(Simulator& s, const Orim::ChipId& chip, int t, const PrefixSet& from,
+                   const PrefixSet& to) {
+   const auto v4 = family(to, false), v6 = family(to, true);
+   const auto old4 = family(from, false), old6 = family(from, true);
+   // An IPv4 activation first writes a catch-all at index 0, which may be an IPv6 prefix's:
+   // it runs only when the IPv4 set changed, and the IPv6 set is rewritten after it whenever
+   // its indexes may have moved.
+   if (v4 != old4 && !v4.empty()) activate(s, kPrefixSm[t].v4, chip, v4);
+   if ((v6 != old6 || v4.size() != old4.size()) && !v6.empty()) {
+      activate(s, kPrefixSm[t].v6, chip, v6);
+   }
+}
+
+Norv::Ptr<Orim::ChipPortRangeConfig> portConfig(Simulator& s, int t, const Orim::ChipId& chip) {
+   auto cfg = s.world().get<Orim::PortRangeConfig>(std::string(kL4Sm[t]) + ".config");
+   auto c = cfg->chipPortRangeConfig(chip);
+   return c ? c : cfg->chipPortRangeConfigIs(chip);
+}
+
+void raisePortRequest(Simulator& s, int t, const Orim::ChipId& chip) {
+   auto c = portConfig(s, t, chip);
+   const double id = c->attemptedRequestId() + 1;
+   c->attemptedRequestIdIs(id);
+   if (!acknowledged(s, kL4Sm[t], chip, id)) {
+      throw Error("chip " + chip.text() + ": the " + kTableName[t] +
+                  " L4 port table did not acknowledge request " + Norv::text(id));
+   }
+}
+
+bool overlap(const PortRange& a, const PortRange& b) {
+   return a.first <= b.last && b.first <= a.last;
+}
+
+// New intervals, after the old ones they overlap: the driver keeps a chip's ranges apart.
+void addPorts(Simulator& s, const Orim::ChipId& chip, int t,
+              const std::map<PortRange, uint32_t>& from,
+              const std::map<PortRange, uint32_t>& to) {
+   if (from == to) return;
+   auto c = portConfig(s, t, chip);
+   std::vector<PortRange> added;
+   for (const auto& [r, l] : to) {
+      const auto it = from.find(r);
+      if (it == from.end() || it->second != l) added.push_back(r);
+   }
+   if (added.empty()) return;
+   for (const auto& [r, l] : from) {
+      if (to.count(r)) continue;
+      if (std::any_of(added.begin(), added.end(), [&](const auto& n) { return overlap(r, n); }))
+         c->activeXformDel({r.first, r.last});
+   }
+   for (const auto& r : added)
+      c->activeXformIs({r.first, r.last}, Orim::XformedPortRange{uint16_t(to.at(r))});
+   raisePortRequest(s, t, chip);
+}
+
+void dropPorts(Simulator& s, const Orim::ChipId& chip, int t,
+               const std::map<PortRange, uint32_t>& from,
+               const std::map<PortRange, uint32_t>& to) {
+   auto c = portConfig(s, t, chip);
+   bool any = false;
+   for (const auto& [r, l] : from) {
+      if (to.count(r) || !c->activeXformColl().contains({r.first, r.last})) continue;
+      c->activeXformDel({r.first, r.last});
+      any = true;
+   }
+   if (any) raisePortRequest(s, t, chip);
+}
+
+// Every MGKS entry the new state adds must find room without moving another.
+void checkMgks(Simulator& s, const Orim::ChipId& chip, const ChipPlan& from,
+               const ChipPlan& to) {
+   for (const auto& [key, list] : to.keys) {
+      const auto mg = to.stageMg.find(list);
+      if (mg == to.stageMg.end()) continue;
+      const auto keyBefore = from.keys.find(key);
+      const auto mgBefore = from.stageMg.find(list);
+      for (const auto& [stage, mgd] : mg->second) {
+         const bool existed = keyBefore != from.keys.end() && keyBefore->second == list &&
+                              mgBefore != from.stageMg.end() && mgBefore->second.count(stage);
+         if (!existed) checkMgksRoom(s, chip, key, Orim::StageId(stage));
+      }
+   }
+}
+
+// The first key of the new state whose MGKS entry found no room: the driver publishes it in
+// the key's status rather than failing.
+std::optional<std::string> mgksFull(Simulator& s, const Orim::ChipId& chip,
+                                    const ChipPlan& to) {
+   auto status = s.world().get<XpAcl::MgksStatus>("mgksStatus")->chipMgksStatus(chip);
+   if (!status) return std::nullopt;
+   for (const auto& [key, list] : to.keys) {
+      auto entry = status->statusEntry(key);
+      if (!entry) continue;
+      for (auto it = entry->mgksStageStatusColl().begin(); it; ++it) {
+         if (it.value()->result() == XpAcl::MgksEntryAllocStatus::mgksEntryAllocFailure) {
+            return "no room for " + mgksKeyText(key) + " at stage " + it.key().text() +
+                   ": its MGKS table is full";
+         }
+      }
+   }
+   return std::nullopt;
+}
+
+Norv::Ptr<Orim::PerStageHashTable> stageTable(Norv::Ptr<Orim::ChipDataFlowConfig> config,
+                                              uint32_t stage) {
+   return config->stageHashTableIs(Orim::StageId(stage));
+}
+
+void removeEntry(Norv::Ptr<Orim::ChipDataFlowConfig> config, uint32_t stage,
+                 const Position& pos) {
+   auto table = config->stageHashTable(Orim::StageId(stage));
+   if (table && table->tableColl().contains(pos)) table->tableDel(pos);
+}
+
+} // namespace
+
+void publishChip(Simulator& s, uint32_t chipValue, const ChipPlan& from, const ChipPlan& to) {
+   const Orim::ChipId chip(chipValue);
+   checkMgks(s, chip, from, to);
+
+   // Labels. The prefix sets are tried first: a table that cannot take its set leaves both
+   // tables as they were, the attempted indexes rolled back by attempting the sets in force.
+   for (int t : {srcTable, dstTable}) {
+      if (from.prefixes[t] == to.prefixes[t] ||
+          attemptTable(s, chip, t, from.prefixes[t], to.prefixes[t])) {
+         continue;
+      }
+      for (int u = srcTable; u <= t; ++u) {
+         if (from.prefixes[u] != to.prefixes[u]) {
+            attemptTable(s, chip, u, to.prefixes[u], from.prefixes[u]);
+         }
+      }
+      throw Error("chip " + chip.text() + ": the " + kTableName[t] +
+                  " IP transform table cannot take the " +
+                  std::to_string(to.prefixes[t].labels.size()) +
+                  " prefixes it needs (the driver refused the request)");
+   }
+   for (int t : {srcTable, dstTable}) {
+      if (from.prefixes[t] != to.prefixes[t]) {
+         activateTable(s, chip, t, from.prefixes[t], to.prefixes[t]);
+      }
+      addPorts(s, chip, t, from.ports[t], to.ports[t]);
+   }
+
+   auto config =
+       s.world().get<Orim::DataFlowConfig>("dataFlowConfig")->chipDataFlowConfigIs(chip);
+   // Mask groups. One that replaces another of its list at a stage takes the stage's old
+   // entries of the list with it first.
+   for (const auto& [list, stages] : to.stageMg) {
+      const auto before = from.stageMg.find(list);
+      for (const auto& [stage, mgd] : stages) {
+         if (before != from.stageMg.end()) {
+            const auto old = before->second.find(stage);
+            if (old != before->second.end() && old->second == mgd) continue;
+            if (old != before->second.end()) {
+               const auto fromStage = from.entries.find(stage);
+               for (const auto& [pos, pe] : fromStage == from.entries.end()
+                                                ? decltype(fromStage->second){}
+                                                : fromStage->second) {
+                  if (pe.entry.aclId().chipRuleListId().value() == list)
+                     removeEntry(config, stage, pos);
+               }
+            }
+         }
+         config->chipRuleListCfgIs(Orim::ChipRuleListId(list))
+             ->stageMgIs(Orim::StageId(stage), mgd);
+      }
+   }
+   for (const auto& [key, list] : to.keys) {
+      const auto it = from.keys.find(key);
+      if (it == from.keys.end() || it->second != list) {
+         config->chipRuleListKeyToIdIs(key, Orim::ChipRuleListId(list));
+      }
+   }
+   if (const auto full = mgksFull(s, chip, to)) {
+      // Nothing uses the new keys yet: the state before is published again.
+      publishChip(s, chipValue, to, from);
+      throw Error(*full);
+   }
+   // New and changed entries, before any old one goes. Entries whose priority changes are
+   // rewritten in an order that keeps every two of them ranked as before and after: those that
+   // drop, lowest first, then those that rise, highest first.
+   struct Write {
+      int group; // 0 new or same priority, 1 dropping, 2 rising
+      int rank;  // order within the group
+      uint32_t stage;
+      Position pos;
+      const Orim::PerStageTableEntry* entry;
+   };
+   std::vector<Write> writes;
+   for (const auto& [stage, entries] : to.entries) {
+      const auto before = from.entries.find(stage);
+      for (const auto& [pos, pe] : entries) {
+         const int now = pe.entry.priority();
+         int group = 0;
+         if (before != from.entries.end()) {
+            const auto old = before->second.find(pos);
+            if (old != before->second.end()) {
+               if (old->second.entry == pe.entry) continue;
+               const int was = old->second.entry.priority();
+               group = now < was ? 1 : now > was ? 2 : 0;
+            }
+         }
+         writes.push_back({group, group == 2 ? -now : now, stage, pos, &pe.entry});
+      }
+   }
+   std::stable_sort(writes.begin(), writes.end(), [](const Write& x, const Write& y) {
+      return std::tie(x.group, x.rank) < std::tie(y.group, y.rank);
+   });
+   for (const auto& w : writes)
+      stageTable(config, w.stage)->tableIs(w.pos, *w.entry);
+   // Bindings: a rebound interface moves to its new index in one write.
+   for (const auto& [intf, index] : to.intfIndex) {
+      const auto it = from.intfIndex.find(intf);
+      if (it == from.intfIndex.end() || it->second != index) {
+         config->intfToHwAclIndexIs(Plexo::IntfId::fromText(intf), uint8_t(index));
+      }
+   }
+   for (const auto& [vlan, index] : to.vlanIndex) {
+      const auto it = from.vlanIndex.find(vlan);
+      if (it == from.vlanIndex.end() || it->second != index) {
+         config->vlanToHwAclIndexIs(Bridging::VlanId(vlan), uint8_t(index));
+      }
+   }
+
+   // What goes: bindings, entries, keys, mask groups and rule lists, port labels.
+   for (const auto& [intf, index] : from.intfIndex) {
+      if (!to.intfIndex.count(intf)) config->intfToHwAclIndexDel(Plexo::IntfId::fromText(intf));
+   }
+   for (const auto& [vlan, index] : from.vlanIndex) {
+      if (!to.vlanIndex.count(vlan)) config->vlanToHwAclIndexDel(Bridging::VlanId(vlan));
+   }
+   for (const auto& [stage, entries] : from.entries) {
+      const auto after = to.entries.find(stage);
+      for (const auto& [pos, pe] : entries) {
+         if (after == to.entries.end() || !after->second.count(pos)) {
+            removeEntry(config, stage, pos);
+         }
+      }
+   }
+   for (const auto& [key, list] : from.keys) {
+      if (!to.keys.count(key)) config->chipRuleListKeyToIdDel(key);
+   }
+   for (const auto& [list, stages] : from.stageMg) {
+      const auto after = to.stageMg.find(list);
+      if (after == to.stageMg.end()) {
+         config->chipRuleListCfgDel(Orim::ChipRuleListId(list));
+         continue;
+      }
+      auto cfg = config->chipRuleListCfg(Orim::ChipRuleListId(list));
+      for (const auto& [stage, mgd] : stages) {
+         if (!after->second.count(stage) && cfg) cfg->stageMgDel(Orim::StageId(stage));
+      }
+   }
+   for (int t : {srcTable, dstTable})
+      dropPorts(s, chip, t, from.ports[t], to.ports[t]);
+}
+
+} // namespace Sim::Acl
