@@ -41,4 +41,17 @@ std::string chipCause(Simulator& s, const xpChipDifference& d, const xpChipSnaps
 // has not, or "".
 std::string ackCause(Simulator& s, const std::string& sm, uint32_t chip);
 
+// A module that publishes the driver's inputs in an order of its own may leave the chip unlike
+// a cold start of them in ways it knows: it names the cause of such a difference, or gives "".
+// Either finder may be null.
+struct VerifyCauseFinder {
+   std::string (*chip)(Simulator&, const xpChipDifference&);
+   // An acknowledgement the live agent has and the cold one has not.
+   std::string (*ack)(Simulator&, const std::string& sm, uint32_t chip);
+};
+
+struct VerifyCauseRegistration {
+   explicit VerifyCauseRegistration(VerifyCauseFinder f);
+};
+
 } // namespace Sim

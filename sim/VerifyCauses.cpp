@@ -42,6 +42,11 @@ std::vector<Owner> activeAt(Simulator& s, bool src, uint32_t chip,
    return owners;
 }
 
+std::vector<VerifyCauseFinder>& finders() {
+   static std::vector<VerifyCauseFinder> f;
+   return f;
+}
+
 std::string entryText(const Plexo::IpGenPrefix& prefix, uint32_t label) {
    xpIpXformSlot slot;
    slot.valid = true;
@@ -50,6 +55,10 @@ std::string entryText(const Plexo::IpGenPrefix& prefix, uint32_t label) {
 }
 
 } // namespace
+
+VerifyCauseRegistration::VerifyCauseRegistration(VerifyCauseFinder f) {
+   finders().push_back(f);
+}
 
 // The indexes of the device's table that hold the value.
 std::vector<uint32_t> holding(const xpChipSnapshot& snap, const xpChipDifference& d,
@@ -106,8 +115,9 @@ std::string counterCause(Simulator& s, const xpChipDifference& d) {
           "free counters when it removes an entry without a counter";
 }
 
-std::string chipCause(Simulator& s, const xpChipDifference& d, const xpChipSnapshot& live,
-                      const xpChipSnapshot& cold) {
+// What the driver's own order of writes leaves, or "".
+std::string driverCause(Simulator& s, const xpChipDifference& d, const xpChipSnapshot& live,
+                        const xpChipSnapshot& cold) {
    if (std::string c = counterCause(s, d); !c.empty()) return c;
    const bool src = d.table == "xpIpXformMgr.src";
    if (!src && d.table != "xpIpXformMgr.dst") return "";
@@ -143,15 +153,29 @@ std::string chipCause(Simulator& s, const xpChipDifference& d, const xpChipSnaps
    return "";
 }
 
+std::string chipCause(Simulator& s, const xpChipDifference& d, const xpChipSnapshot& live,
+                      const xpChipSnapshot& cold) {
+   if (std::string c = driverCause(s, d, live, cold); !c.empty()) return c;
+   for (const auto& f : finders()) {
+      if (std::string c = f.chip ? f.chip(s, d) : ""; !c.empty()) return c;
+   }
+   return "";
+}
+
 std::string ackCause(Simulator& s, const std::string& sm, uint32_t chip) {
    const Orim::ChipId id(chip);
    const bool removed =
        sm.rfind("L4", 0) == 0
            ? !s.world().get<Orim::PortRangeConfig>(sm + ".config")->chipPortRangeConfig(id)
            : !s.world().get<Orim::IpGenPrefixConfig>(sm + ".config")->chipIpGenPrefixConfig(id);
-   return removed ? "the chip's configuration was removed while its device was down, and the "
-                    "acknowledgement stays"
-                  : "";
+   if (removed) {
+      return "the chip's configuration was removed while its device was down, and the "
+             "acknowledgement stays";
+   }
+   for (const auto& f : finders()) {
+      if (std::string c = f.ack ? f.ack(s, sm, chip) : ""; !c.empty()) return c;
+   }
+   return "";
 }
 
 } // namespace Sim
