@@ -198,6 +198,18 @@ TEST(Verify, DISABLED_KeyAfterItsBinding) {
                           "rulelist key 0 5 6 1 in 20\n");
 }
 
+// An ACL edited in place: the ACL layer numbers the labels of the new prefix and port range
+// after those it gave before and keeps the old prefix as a ghost, where a cold start of the
+// same ACL numbers from 1; the chip holds other labels (same verdicts). Left disabled until the
+// layer numbers them from its final state or names the difference.
+TEST(Verify, DISABLED_AclEditMatchesItsColdStart) {
+   expectColdStartMatches("device add 1\ndevice up 1\nintf add Ethernet3 1\n"
+                          "hwacl port Ethernet3 3\n"
+                          "acl web rule 10 permit count ip src 10.2.0.0/16 proto tcp dport 80\n"
+                          "acl web bind 1 intf Ethernet3 in\n"
+                          "acl web rule 10 permit ip src 10.3.0.0/16 proto tcp dport 443\n");
+}
+
 // --- random low-level scenarios
 
 // Valid-looking steps over a small space of chips, interfaces, ranges, prefixes and rules, so
