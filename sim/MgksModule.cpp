@@ -276,18 +276,10 @@ void dump(Simulator& s, ConfigDump& d) {
          const auto& mgs = c->chipRuleListCfg(list)->stageMgColl();
          for (const auto& stage : sortedKeys(mgs)) {
             const Orim::MaskGroupDescriptor& mgd = *mgs.find(stage);
-            Orim::MaskGroupDescriptor plain;
-            plain.srcIpMaskLengthIs(mgd.srcIpMaskLength());
-            plain.dstIpMaskLengthIs(mgd.dstIpMaskLength());
-            plain.aclTypeIs(mgd.aclType());
-            if (!(plain == mgd)) {
-               throw Error("the mask group of rule list " + list.text() + " on chip " +
-                           std::to_string(chip) + " has fields no command sets: " + mgd.text());
-            }
             groups.push_back("rulelist mg " + std::to_string(chip) + " " + list.text() + " " +
-                             stage.text() + " " + std::to_string(mgd.srcIpMaskLength()) + " " +
-                             std::to_string(mgd.dstIpMaskLength()) + " " +
-                             std::to_string(mgd.aclType()));
+                             stage.text() + " " +
+                             maskGroupWords(mgd, "the mask group of rule list " + list.text() +
+                                                     " on chip " + std::to_string(chip)));
          }
       }
    }

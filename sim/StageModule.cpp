@@ -308,18 +308,10 @@ void dump(Simulator& s, ConfigDump& d) {
          for (const auto& stage : sortedKeys(mgds)) {
             if (lists && lists->stageMgColl().contains(stage)) continue;
             const Orim::MaskGroupDescriptor& mgd = *mgds.find(stage);
-            Orim::MaskGroupDescriptor plain;
-            plain.srcIpMaskLengthIs(mgd.srcIpMaskLength());
-            plain.dstIpMaskLengthIs(mgd.dstIpMaskLength());
-            plain.aclTypeIs(mgd.aclType());
-            if (!(plain == mgd)) {
-               throw Error("the SE-profile configuration of rule list " + rl.text() + " on " +
-                           chipText(chip) + " has fields no command sets: " + mgd.text());
-            }
             d.lineWhenUp("seprofile config " + chip.text() + " " + rl.text() + " " +
-                         stage.text() + " " + std::to_string(mgd.srcIpMaskLength()) + " " +
-                         std::to_string(mgd.dstIpMaskLength()) + " " +
-                         std::to_string(mgd.aclType()));
+                         stage.text() + " " +
+                         maskGroupWords(mgd, "the SE-profile configuration of rule list " +
+                                                 rl.text() + " on " + chipText(chip)));
          }
       }
    }
