@@ -116,7 +116,11 @@ void Args::atMost(size_t n) const {
    if (words_.size() > n) throw Error("unexpected '" + words_[n] + "'");
 }
 
-Simulator::Simulator(std::ostream& out) : out_(out) {
+Simulator::Simulator(std::ostream& out) : Simulator(out, false) {}
+
+Simulator::Simulator(std::ostream& out, Secondary) : Simulator(out, true) {}
+
+Simulator::Simulator(std::ostream& out, bool secondary) : out_(out), secondary_(secondary) {
    for (const auto& m : sortedModules())
       m.start(*this);
 }

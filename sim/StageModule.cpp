@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "platform/OrimDataFlow.h"
+#include "sim/ConfigDump.h"
 #include "sim/Sim.h"
 #include "xpacl/model/XpAaclDefaultProfileStageInfo.h"
 #include "xpacl/stage/XpAclLdeSeProfileMgrSm.h"
@@ -291,7 +293,32 @@ device down 1
 show seprofile 1
 )";
 
+// SE-profile configuration: the driver keeps a chip's while its device is up, so it is played
+// once the devices are. What the key-select reactor publishes for a rule list's mask groups is
+// its own, and comes again from the mask groups.
+void dump(Simulator& s, ConfigDump& d) {
+   auto cfg = s.world().get<AaclSeProfileConfig>("aaclSeProfileConfig");
+   auto flow = s.world().get<Orim::DataFlowConfig>("dataFlowConfig");
+   for (const auto& chip : sortedKeys(cfg->chipSeProfileConfigColl())) {
+      auto config = cfg->chipSeProfileConfig(chip);
+      auto chipFlow = flow ? flow->chipDataFlowConfig(chip) : nullptr;
+      for (const auto& rl : sortedKeys(config->configEntryColl())) {
+         auto lists = chipFlow ? chipFlow->chipRuleListCfg(rl) : nullptr;
+         const auto& mgds = config->configEntry(rl)->maskGroupDescriptorColl();
+         for (const auto& stage : sortedKeys(mgds)) {
+            if (lists && lists->stageMgColl().contains(stage)) continue;
+            const Orim::MaskGroupDescriptor& mgd = *mgds.find(stage);
+            d.lineWhenUp("seprofile config " + chip.text() + " " + rl.text() + " " +
+                         stage.text() + " " +
+                         maskGroupWords(mgd, "the SE-profile configuration of rule list " +
+                                                 rl.text() + " on " + chipText(chip)));
+         }
+      }
+   }
+}
+
 const ModuleRegistration reg({"stage", 30, start, scenario});
+const ConfigDumperRegistration dumper({"stage", 30, nullptr, dump});
 
 } // namespace
 
