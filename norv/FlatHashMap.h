@@ -72,8 +72,8 @@ public:
    V* find(const K& k) {
       if (size_ == 0) return nullptr;
       for (size_t i = home(k);; i = next(i)) {
+         if (!isUsed(i)) return nullptr;
          Slot& s = slots_[i];
-         if (!s.used) return nullptr;
          if (eq_(s.key, k)) return &s.value;
       }
    }
@@ -84,9 +84,11 @@ public:
    std::pair<V*, bool> insert(const K& k, const V& v) {
       // mask_ + 1 is the slot count (1 while there are none, which grows as well).
       if ((size_ + 1) * 2 > mask_ + 1) grow();
+      // Whether a slot is taken is read from the bitmap, which stays in the first-level cache:
+      // a key landing on a free slot then writes the slot without waiting to read it.
       for (size_t i = home(k);; i = next(i)) {
          Slot& s = slots_[i];
-         if (!s.used) {
+         if (!isUsed(i)) {
             s.key = k;
             s.value = v;
             s.used = true;
@@ -159,6 +161,7 @@ private:
       return static_cast<size_t>(h) & mask_;
    }
    size_t next(size_t i) const { return (i + 1) & mask_; }
+   bool isUsed(size_t i) const { return usedBits_[i / 64] >> (i % 64) & 1; }
    void markUsed(size_t i, bool used) {
       const uint64_t bit = uint64_t{1} << (i % 64);
       usedBits_[i / 64] = used ? usedBits_[i / 64] | bit : usedBits_[i / 64] & ~bit;
