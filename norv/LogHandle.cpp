@@ -129,6 +129,12 @@ void LogHandle::sinkIs(Sink sink) {
    settings.sink = sink ? std::move(sink) : Sink(defaultSink);
 }
 
+LogHandle::Sink LogHandle::sink() {
+   auto& settings = LogSettings::instance();
+   std::lock_guard lock(settings.mutex);
+   return settings.sink;
+}
+
 void LogHandle::timeSourceIs(TimeSource source) {
    auto& settings = LogSettings::instance();
    std::lock_guard lock(settings.mutex);

@@ -65,6 +65,8 @@ public:
    // An empty function restores the default: the sink writes "%NAME: message" lines to
    // stderr, the time source is a monotonic clock.
    static void sinkIs(Sink sink);
+   // The sink in place, so that a caller can divert messages for a while and put it back.
+   static Sink sink();
    static void timeSourceIs(TimeSource source);
 
 private:

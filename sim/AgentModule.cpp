@@ -6,6 +6,7 @@
 #include "norv/Clock.h"
 #include "norv/Ribbonlog.h"
 #include "norv/Trace.h"
+#include "sim/ConfigDump.h"
 #include "sim/Sim.h"
 #include "xdk/xpDeviceMgr.h"
 #include "xdk/xpSdkInit.h"
@@ -341,8 +342,10 @@ void showAgent(Simulator& s, const Args& a) {
 
 void start(Simulator& s) {
    xpSdkInit();
-   Norv::activityManager().realTimeIs(false, 0.0);
-   Norv::Trace::textSinkIs(stdout);
+   if (!s.secondary()) {
+      Norv::activityManager().realTimeIs(false, 0.0);
+      Norv::Trace::textSinkIs(stdout);
+   }
    auto& w = s.world();
    w.devices = XpXdk::xpDeviceIdCollFactory();
    w.systemStatus = XpSystem::systemStatusFactory("systemStatus");
@@ -415,7 +418,27 @@ show common
 clock +1
 )";
 
+// Devices, then interfaces and LAG memberships, each in key order.
+void dump(Simulator& s, ConfigDump& d) {
+   auto& w = s.world();
+   for (auto it = w.devices->deviceIdColl().begin(); it; ++it)
+      d.deviceIs(it.key().value(), it.value());
+   std::vector<std::pair<Plexo::IntfId, std::string>> intfs;
+   for (auto it = w.commonData->intfToDevIdColl().begin(); it; ++it)
+      intfs.emplace_back(it.key(), "intf add " + it.key().text() + " " + it.value().text());
+   std::vector<std::pair<Plexo::IntfId, std::string>> lags;
+   for (auto it = w.commonData->portToLagColl().begin(); it; ++it)
+      lags.emplace_back(it.key(), "lag add " + it.key().text() + " " + it.value().text());
+   std::sort(intfs.begin(), intfs.end());
+   std::sort(lags.begin(), lags.end());
+   for (const auto& list : {intfs, lags}) {
+      for (const auto& [key, line] : list)
+         d.line(line);
+   }
+}
+
 const ModuleRegistration reg({"agent", 0, start, scenario});
+const ConfigDumperRegistration dumper({"agent", 0, nullptr, dump});
 
 } // namespace
 

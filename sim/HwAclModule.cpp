@@ -8,6 +8,7 @@
 
 #include "platform/OrimBinding.h"
 #include "platform/XpVif.h"
+#include "sim/ConfigDump.h"
 #include "sim/Sim.h"
 #include "sim/SimArgs.h"
 #include "xdk/xpEgressBdEvifMgr.h"
@@ -430,7 +431,76 @@ lag remove Ethernet4
 show evif 0
 )";
 
+// Port numbers, bindings, global controls, blocks and VIFs, each in key order.
+void dump(Simulator& s, ConfigDump& d) {
+   auto& w = s.world();
+   std::map<Plexo::IntfId, XpVif::ChipPort> ports;
+   for (auto it = portVif(s)->intfToChipPortColl().begin(); it; ++it)
+      ports[it.key()] = it.value();
+   for (const auto& [intf, port] : ports) {
+      const std::string line =
+          "hwacl port " + intf.text() + " " + std::to_string(port.portVif().value());
+      if (!w.commonData->intfToDevId(intf).isNull()) {
+         d.line(line);
+         continue;
+      }
+      // The interface left its device after it got its number: it comes and goes again.
+      d.chipNeeded(port.deviceId());
+      d.line("intf add " + intf.text() + " " + std::to_string(port.deviceId()));
+      d.line(line);
+      d.line("intf remove " + intf.text());
+   }
+   auto flow = dataFlow(s);
+   std::map<uint32_t, Norv::Ptr<Orim::ChipDataFlowConfig>> chips;
+   for (auto c = flow->chipDataFlowConfigColl().begin(); c; ++c)
+      chips[c.key().value()] = c.value();
+   for (const auto& [chip, c] : chips) {
+      std::map<Plexo::IntfId, int> intfs;
+      for (auto it = c->intfToHwAclIndexColl().begin(); it; ++it)
+         intfs[it.key()] = it.value();
+      for (const auto& [intf, index] : intfs) {
+         if (d.claimed(ClaimKey::intfBinding(chip, intf.text()))) continue;
+         d.chipNeeded(chip);
+         d.line("hwacl bind " + std::to_string(chip) + " " + intf.text() + " " +
+                std::to_string(index));
+      }
+      std::map<int, int> vlans;
+      for (auto it = c->vlanToHwAclIndexColl().begin(); it; ++it)
+         vlans[it.key().value()] = it.value();
+      for (const auto& [vlan, index] : vlans) {
+         if (d.claimed(ClaimKey::vlanBinding(chip, vlan))) continue;
+         d.chipNeeded(chip);
+         d.line("hwacl vlan-bind " + std::to_string(chip) + " " + std::to_string(vlan) + " " +
+                std::to_string(index));
+      }
+      // Written for every chip with a configuration: a configuration with nothing else in it
+      // still has the driver resolve the chip's blocks.
+      const auto control = c->globalAclControl();
+      d.chipNeeded(chip);
+      d.line("hwacl control " + std::to_string(chip) +
+             (control == Orim::GlobalAclControl::globalAclNormal     ? " normal"
+              : control == Orim::GlobalAclControl::globalAclBlockAll ? " block-all"
+                                                                     : " bypass-all"));
+   }
+   std::map<Plexo::IntfId, bool> blocked;
+   for (auto it = pdConfig(s)->blockedIntfColl().begin(); it; ++it)
+      blocked[it.key()] = it.value();
+   for (const auto& [intf, on] : blocked) {
+      if (on) d.line("hwacl block " + intf.text() + " on");
+   }
+   std::map<XpLib::PortAndVlanId, uint16_t> vifs;
+   for (auto it = portVlanVif(s)->portVlanToVifMapColl().begin(); it; ++it)
+      vifs[it.key()] = it.value().value();
+   for (const auto& [pair, vif] : vifs) {
+      // A port-channel without members carries its VIF to no chip.
+      if (pair.intfId().isPortChannel() && !hasMembers(s, pair.intfId())) continue;
+      d.line("hwacl vif " + pair.intfId().text() + " " + std::to_string(pair.vlanId()) + " " +
+             std::to_string(vif));
+   }
+}
+
 const ModuleRegistration reg({"hwacl", 70, start, scenario});
+const ConfigDumperRegistration dumper({"hwacl", 70, nullptr, dump});
 
 } // namespace
 

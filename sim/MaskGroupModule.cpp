@@ -7,6 +7,7 @@
 #include <tuple>
 #include <vector>
 
+#include "sim/ConfigDump.h"
 #include "sim/Sim.h"
 #include "xdk/xpAaclMgTableMgr.h"
 #include "xdk/xpAclPl.h"
@@ -389,7 +390,74 @@ rule remove 0 2 0 4924
 show mg 0 2
 )";
 
+// A placed rule as the 'rule add' line that places it; a rule the command cannot express
+// (mask-group fields or key values it has no option for) cannot be dumped.
+std::string ruleLine(uint32_t chip, uint32_t stage, const Orim::PerStageHashTableKey& pos,
+                     const Orim::PerStageTableEntry& e) {
+   const auto& mgd = e.maskGroupDescriptor();
+   const auto& k = e.pdKey();
+   Orim::MaskGroupDescriptor plain;
+   plain.aclTypeIs(mgd.aclType());
+   plain.srcIpMaskLengthIs(mgd.srcIpMaskLength());
+   plain.dstIpMaskLengthIs(mgd.dstIpMaskLength());
+   plain.ttlIs(mgd.ttl());
+   plain.ipFragIs(mgd.ipFrag());
+   plain.ipProtoIs(mgd.ipProto());
+   const std::string at = std::to_string(chip) + " " + std::to_string(stage) + " " +
+                          std::to_string(pos.way()) + " " + std::to_string(pos.hashIndex());
+   if (!(plain == mgd) || !k.tcpFlag().empty()) {
+      throw Error("the rule at chip " + at + " has fields no command sets: " + e.text());
+   }
+   std::string line =
+       "rule add " + at + " " + std::to_string(e.aclId().chipRuleListId().value()) + " " +
+       std::to_string(e.ruleId()) + " " + std::to_string(mgd.srcIpMaskLength()) + " " +
+       std::to_string(mgd.dstIpMaskLength()) + " " + std::to_string(mgd.aclType());
+   auto opt = [&](const char* key, uint64_t v) {
+      if (v) line += std::string(" ") + key + "=" + std::to_string(v);
+   };
+   if (e.aclId().direction() == Acl::AclDirection::out) line += " dir=out";
+   opt("sip", k.srcIpLabel());
+   opt("dip", k.dstIpLabel());
+   opt("sport", k.srcPortLabel());
+   opt("dport", k.dstPortLabel());
+   opt("ttl", k.ttl());
+   if (k.fragment()) line += " frag=on";
+   opt("proto", k.protocol());
+   if (k.established()) line += " est=on";
+   std::string match;
+   for (const auto& [on, name] : {std::pair{mgd.ttl(), "ttl"}, std::pair{mgd.ipFrag(), "frag"},
+                                  std::pair{mgd.ipProto(), "proto"}}) {
+      if (on) match += (match.empty() ? "" : "+") + std::string(name);
+   }
+   if (!match.empty()) line += " match=" + match;
+   line += e.aclResult() ? " result=permit" : " result=deny";
+   if (e.logging()) line += " log=on";
+   if (e.counting()) line += " count=on";
+   return line + " prio=" + std::to_string(e.priority());
+}
+
+// The rules of every chip's stage tables, by chip, stage and position.
+void dump(Simulator& s, ConfigDump& d) {
+   auto flow = s.world().get<Orim::DataFlowConfig>("dataFlowConfig");
+   std::map<std::tuple<uint32_t, uint32_t, Orim::PerStageHashTableKey>, std::string> lines;
+   for (auto c = flow->chipDataFlowConfigColl().begin(); c; ++c) {
+      const uint32_t chip = c.key().value();
+      for (auto st = c.value()->stageHashTableColl().begin(); st; ++st) {
+         const uint32_t stage = st.key().value();
+         for (auto it = st.value()->tableColl().begin(); it; ++it) {
+            const auto& pos = it.key();
+            if (d.claimed(ClaimKey::rule(chip, stage, pos.way(), pos.hashIndex()))) continue;
+            d.chipNeeded(chip);
+            lines[{chip, stage, pos}] = ruleLine(chip, stage, pos, it.value());
+         }
+      }
+   }
+   for (const auto& [key, line] : lines)
+      d.line(line);
+}
+
 const ModuleRegistration reg({"maskgroup", 60, start, scenario});
+const ConfigDumperRegistration dumper({"maskgroup", 60, nullptr, dump});
 
 } // namespace
 

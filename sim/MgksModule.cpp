@@ -7,6 +7,7 @@
 #include <tuple>
 #include <vector>
 
+#include "sim/ConfigDump.h"
 #include "sim/MgksRoom.h"
 #include "sim/Sim.h"
 #include "xdk/xpAclPl.h"
@@ -248,7 +249,56 @@ show mgks 3 1
 device remove 3
 )";
 
+// Rule-list keys (the hardware ACL module's keys among them: they are the same entries) and
+// the rule lists' mask groups, by chip.
+void dump(Simulator& s, ConfigDump& d) {
+   auto flow = dataFlow(s);
+   std::vector<std::string> keys, groups;
+   std::vector<uint32_t> chips;
+   for (auto c = flow->chipDataFlowConfigColl().begin(); c; ++c)
+      chips.push_back(c.key().value());
+   std::sort(chips.begin(), chips.end());
+   for (uint32_t chip : chips) {
+      auto c = flow->chipDataFlowConfig(Orim::ChipId(chip));
+      for (const auto& key : sortedKeys(c->chipRuleListKeyToIdColl())) {
+         const bool out = key.direction() == Acl::AclDirection::out;
+         if (d.claimed(ClaimKey::ruleListKey(chip, key.hwAclIndex(), key.protocolType(),
+                                             key.tableType(), out))) {
+            continue;
+         }
+         keys.push_back(
+             "rulelist key " + std::to_string(chip) + " " + std::to_string(key.hwAclIndex()) +
+             " " + std::to_string(key.protocolType()) + " " + std::to_string(key.tableType()) +
+             (out ? " out " : " in ") + std::to_string(c->chipRuleListKeyToId(key).value()));
+      }
+      for (const auto& list : sortedKeys(c->chipRuleListCfgColl())) {
+         if (d.claimed(ClaimKey::maskGroups(chip, list.value()))) continue;
+         const auto& mgs = c->chipRuleListCfg(list)->stageMgColl();
+         for (const auto& stage : sortedKeys(mgs)) {
+            const Orim::MaskGroupDescriptor& mgd = *mgs.find(stage);
+            Orim::MaskGroupDescriptor plain;
+            plain.srcIpMaskLengthIs(mgd.srcIpMaskLength());
+            plain.dstIpMaskLengthIs(mgd.dstIpMaskLength());
+            plain.aclTypeIs(mgd.aclType());
+            if (!(plain == mgd)) {
+               throw Error("the mask group of rule list " + list.text() + " on chip " +
+                           std::to_string(chip) + " has fields no command sets: " + mgd.text());
+            }
+            groups.push_back("rulelist mg " + std::to_string(chip) + " " + list.text() + " " +
+                             stage.text() + " " + std::to_string(mgd.srcIpMaskLength()) + " " +
+                             std::to_string(mgd.dstIpMaskLength()) + " " +
+                             std::to_string(mgd.aclType()));
+         }
+      }
+   }
+   for (const auto& list : {keys, groups}) {
+      for (const auto& l : list)
+         d.line(l);
+   }
+}
+
 const ModuleRegistration reg({"mgks", 65, start, scenario});
+const ConfigDumperRegistration dumper({"mgks", 65, nullptr, dump});
 
 } // namespace
 

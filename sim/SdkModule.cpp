@@ -9,7 +9,14 @@
 #include <vector>
 
 #include "sim/Sim.h"
+#include "xdk/aaclL4PortMgr.h"
+#include "xdk/xpAaclMgTableMgr.h"
+#include "xdk/xpAclPl.h"
+#include "xdk/xpDeviceMgr.h"
+#include "xdk/xpIfPl.h"
+#include "xdk/xpIpXformMgr.h"
 #include "xdk/xpPlatformLayers.h"
+#include "xdk/xpPortConfigMgr.h"
 
 namespace Sim {
 
@@ -86,7 +93,77 @@ void showSdk(Shown& shown, Simulator& s, const Args& a) {
    if (!any) o << "  none\n";
 }
 
+// Changes one value of a chip table entry as something other than the driver would: the
+// label of an L4 port or of a valid IP transform entry, the port ACL id of a port, the
+// priority word of a valid MG-table entry. For tests of what reads the chip back.
+void poke(Simulator&, const Args& a) {
+   const std::string& table = a.word(0, "table");
+   const auto dev = static_cast<xpsDevice_t>(a.number(1, "device id", XP_MAX_DEVICES - 1));
+   if (!xpDeviceMgr::instance()->isAdded(dev)) {
+      throw Error("device " + std::to_string(dev) + " is not in the chip model");
+   }
+   auto refused = [&](XP_STATUS st) {
+      if (st != XP_NO_ERR) throw Error(table + " refused the write: " + xpStatusName(st));
+   };
+   if (table == "aaclL4PortMgr.src" || table == "aaclL4PortMgr.dst") {
+      const auto port = static_cast<uint32_t>(a.number(2, "port", 65535));
+      const auto label = static_cast<uint16_t>(a.number(3, "label", 65535));
+      a.atMost(4);
+      auto* mgr =
+          xpAclPl::instance()->getMgr<aaclL4PortMgr>(xpPrimitiveMgrBase<aaclL4PortMgr>::idAt(
+              table.back() == 'c' ? aaclL4PortMgr::kSrcInstance : aaclL4PortMgr::kDstInstance));
+      aaclL4PortEntry e;
+      refused(mgr->readEntry(dev, port, &e));
+      e.setXformedL4Port(label);
+      refused(mgr->writeEntry(dev, port, &e));
+   } else if (table == "xpIpXformMgr.src" || table == "xpIpXformMgr.dst") {
+      const auto index = static_cast<uint32_t>(a.number(2, "index", UINT32_MAX));
+      const auto label = static_cast<uint32_t>(a.number(3, "label", UINT32_MAX));
+      a.atMost(4);
+      auto* mgr =
+          xpAclPl::instance()->getMgr<xpIpXformMgr>(xpPrimitiveMgrBase<xpIpXformMgr>::idAt(
+              table.back() == 'c' ? xpIpXformMgr::kSrcInstance : xpIpXformMgr::kDstInstance));
+      xpIpXformEntry e;
+      bool valid = false;
+      refused(mgr->readEntry(dev, index, &e, valid));
+      if (!valid) throw Error(table + " holds no entry at index " + std::to_string(index));
+      e.xformedIp = label;
+      refused(mgr->writeEntry(dev, index, &e));
+   } else if (table == "xpPortConfigMgr") {
+      const auto port = static_cast<uint32_t>(a.number(2, "port", 65535));
+      const auto id = static_cast<uint8_t>(a.number(3, "port ACL id", 255));
+      a.atMost(4);
+      auto* mgr = xpIfPl::instance()->getMgr<xpPortConfigMgr>(
+          xpPrimitiveMgrBase<xpPortConfigMgr>::idAt(0));
+      xpPortConfigEntry e;
+      refused(mgr->readEntry(dev, port, &e));
+      e.PAclId = id;
+      refused(mgr->writeEntry(dev, port, &e));
+   } else if (table == "xpAaclMgTableMgr") {
+      const auto mgTable =
+          static_cast<uint32_t>(a.number(2, "MG table", xpAaclMgTableMgr::kNumMgTables - 1));
+      const auto index = static_cast<uint32_t>(a.number(3, "index", UINT32_MAX));
+      const auto prio = static_cast<uint16_t>(a.number(4, "priority word", 0xffff));
+      a.atMost(5);
+      auto* mgr = xpAclPl::instance()->getMgr<xpAaclMgTableMgr>(
+          xpPrimitiveMgrBase<xpAaclMgTableMgr>::idAt(0));
+      const xpAaclMgTableEntry* held = mgr->validEntry(dev, mgTable, index);
+      if (!held) throw Error(table + " holds no entry at index " + std::to_string(index));
+      xpAaclMgTableEntry e = *held;
+      e.data.word[1] = prio;
+      refused(mgr->writeKeyAndControlData(dev, mgTable, index, &e));
+   } else {
+      throw Error("unknown table '" + table +
+                  "': expected aaclL4PortMgr.src, aaclL4PortMgr.dst, "
+                  "xpIpXformMgr.src, xpIpXformMgr.dst, xpPortConfigMgr or xpAaclMgTableMgr");
+   }
+}
+
 void start(Simulator& s) {
+   s.addCommand({"sdk", "poke", "TABLE DEV INDEX... VALUE",
+                 "change a chip entry behind the driver's back (a label, a port ACL id, an MG "
+                 "priority word)",
+                 poke});
    auto shown = std::make_shared<Shown>();
    s.addCommand({"show", "sdk", "[TABLE]",
                  "chip-model operations per table since the last 'show sdk' (of that table)",

@@ -121,6 +121,11 @@ Simulator::Simulator(std::ostream& out) : out_(out) {
       m.start(*this);
 }
 
+Simulator::Simulator(std::ostream& out, Secondary) : out_(out), secondary_(true) {
+   for (const auto& m : sortedModules())
+      m.start(*this);
+}
+
 Simulator::~Simulator() {
    world_.batch.discard();
    world_.dropAll();

@@ -72,7 +72,12 @@ struct ModuleRegistration {
 class Simulator {
 public:
    explicit Simulator(std::ostream& out);
+   // A second agent in a process whose first one stays: it leaves the process-wide settings
+   // (the clock, where traces and log messages go) as the first one has them.
+   struct Secondary {};
+   Simulator(std::ostream& out, Secondary);
    ~Simulator();
+   bool secondary() const { return secondary_; }
 
    std::ostream& out() { return out_; }
    SimWorld& world() { return world_; }
@@ -93,6 +98,7 @@ public:
 private:
    void runLine(std::vector<std::string> words);
    std::ostream& out_;
+   bool secondary_ = false;
    SimWorld world_;
    std::vector<Command> commands_;
    int line_ = 0;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "sim/ConfigDump.h"
 #include "sim/Sim.h"
 #include "xpacl/model/XpAaclDefaultProfileStageInfo.h"
 #include "xpacl/stage/XpAclLdeSeProfileMgrSm.h"
@@ -291,7 +292,27 @@ device down 1
 show seprofile 1
 )";
 
+// SE-profile configuration: the driver keeps a chip's while its device is up, so it is played
+// once the devices are.
+void dump(Simulator& s, ConfigDump& d) {
+   auto cfg = s.world().get<AaclSeProfileConfig>("aaclSeProfileConfig");
+   for (const auto& chip : sortedKeys(cfg->chipSeProfileConfigColl())) {
+      auto config = cfg->chipSeProfileConfig(chip);
+      for (const auto& rl : sortedKeys(config->configEntryColl())) {
+         const auto& mgds = config->configEntry(rl)->maskGroupDescriptorColl();
+         for (const auto& stage : sortedKeys(mgds)) {
+            const Orim::MaskGroupDescriptor& mgd = *mgds.find(stage);
+            d.lineWhenUp("seprofile config " + chip.text() + " " + rl.text() + " " +
+                         stage.text() + " " + std::to_string(mgd.srcIpMaskLength()) + " " +
+                         std::to_string(mgd.dstIpMaskLength()) + " " +
+                         std::to_string(mgd.aclType()));
+         }
+      }
+   }
+}
+
 const ModuleRegistration reg({"stage", 30, start, scenario});
+const ConfigDumperRegistration dumper({"stage", 30, nullptr, dump});
 
 } // namespace
 

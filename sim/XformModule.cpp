@@ -5,9 +5,13 @@
 #include <cstdio>
 #include <functional>
 #include <iostream>
+#include <map>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "norv/LogHandle.h"
+#include "sim/ConfigDump.h"
 #include "sim/PortRangeFit.h"
 #include "sim/Sim.h"
 #include "sim/SimArgs.h"
@@ -339,12 +343,14 @@ void showStatus(Simulator& s, const Args& a) {
 void start(Simulator& s) {
    // System messages go to stderr as usual, after what the scenario printed so far, so that a
    // merged transcript keeps its order.
-   Norv::LogHandle::sinkIs([](const Norv::LogHandle& h, const std::string& message) {
-      std::cout.flush();
-      std::fflush(stdout);
-      std::fprintf(stderr, "%%%s: %s\n", h.name().c_str(), message.c_str());
-      std::fflush(stderr);
-   });
+   if (!s.secondary()) {
+      Norv::LogHandle::sinkIs([](const Norv::LogHandle& h, const std::string& message) {
+         std::cout.flush();
+         std::fflush(stdout);
+         std::fprintf(stderr, "%%%s: %s\n", h.name().c_str(), message.c_str());
+         std::fflush(stderr);
+      });
+   }
    auto& w = s.world();
    L4Configs l4Cfgs{{}, &w.batch};
    for (const auto& inst : kL4Instances) {
@@ -439,7 +445,142 @@ show status src
 show status src4
 )";
 
+// --- The configuration as commands
+
+std::string number(double v) {
+   return Norv::text(v);
+}
+
+template <class Coll>
+std::vector<uint32_t> chipsOf(const Coll& c) {
+   std::vector<uint32_t> chips;
+   for (auto it = c.begin(); it; ++it)
+      chips.push_back(it.key().value());
+   std::sort(chips.begin(), chips.end());
+   return chips;
+}
+
+void dumpL4(Simulator& s, ConfigDump& d) {
+   for (const auto& inst : kL4Instances) {
+      const std::string chipCmd = std::string(" ") + inst.shortName + " ";
+      auto cfg = s.world().get<Orim::PortRangeConfig>(configKey(inst.smName));
+      for (uint32_t chip : chipsOf(cfg->chipPortRangeConfigColl())) {
+         auto c = cfg->chipPortRangeConfig(Orim::ChipId(chip));
+         const std::string at = chipCmd + std::to_string(chip) + " ";
+         size_t ranges = 0, claimed = 0;
+         for (auto it = c->activeXformColl().begin(); it; ++it) {
+            ++ranges;
+            const auto& r = it.key();
+            if (d.claimed(ClaimKey::l4Range(inst.shortName, chip, r.rangeStart, r.rangeEnd))) {
+               ++claimed;
+               continue;
+            }
+            d.line("l4 range" + at + std::to_string(r.rangeStart) + " " +
+                   std::to_string(r.rangeEnd) + " " + std::to_string(it.value().xformed));
+         }
+         const double id = c->attemptedRequestId();
+         if (id == 0 || (claimed && claimed == ranges)) continue;
+         // A configuration left without ranges is made by adding one and taking it away.
+         if (ranges == 0) {
+            d.line("l4 range" + at + "0 0 1");
+            d.line("l4 remove" + at + "0 0");
+         }
+         d.line("l4 request" + at + number(id));
+      }
+   }
+}
+
+// The two-phase protocol of a direction, v4 before v6 in each step as the upper layer does:
+// the active sets are attempted and activated, then the attempted sets are attempted under
+// the request id the live agent last raised.
+void dumpPrefixDirection(Simulator& s, ConfigDump& d, const Instance* inst /* v4, v6 */) {
+   struct Side {
+      const Instance* inst;
+      Norv::Ptr<Orim::ChipIpGenPrefixConfig> c;
+      std::map<std::string, std::string> attempted, active; // prefix text -> label
+      double finalId = 0, stepId = 0;
+   };
+   std::set<uint32_t> chips;
+   for (int f = 0; f < 2; ++f) {
+      auto cfg = s.world().get<Orim::IpGenPrefixConfig>(configKey(inst[f].smName));
+      for (uint32_t chip : chipsOf(cfg->chipIpGenPrefixConfigColl()))
+         chips.insert(chip);
+   }
+   for (uint32_t chip : chips) {
+      std::array<Side, 2> sides;
+      for (int f = 0; f < 2; ++f) {
+         Side& side = sides[f];
+         side.inst = &inst[f];
+         auto cfg = s.world().get<Orim::IpGenPrefixConfig>(configKey(inst[f].smName));
+         if (d.claimed(ClaimKey::prefixes(inst[f].shortName, chip))) continue;
+         side.c = cfg->chipIpGenPrefixConfig(Orim::ChipId(chip));
+         if (!side.c) continue;
+         for (auto it = side.c->attemptedXformColl().begin(); it; ++it)
+            side.attempted[it.key().text()] = std::to_string(it.value().xformed);
+         for (auto it = side.c->activeXformColl().begin(); it; ++it)
+            side.active[it.key().text()] = std::to_string(it.value().xformed);
+         side.finalId = side.c->attemptedRequestId();
+         // The active set needs indexes of its own request when the attempted one differs.
+         side.stepId = side.attempted == side.active && side.finalId != 0 ? side.finalId
+                                                                          : side.finalId + 0.5;
+      }
+      auto where = [&](const Side& side) {
+         return std::string(" ") + side.inst->shortName + " " + std::to_string(chip) + " ";
+      };
+      auto activated = [](const Side& side) {
+         return side.c && side.c->activeRequestId() != 0;
+      };
+      // A configuration without prefixes is made by attempting the default route (which the
+      // driver never places) and dropping it.
+      auto made = [&](const Side& side, const std::map<std::string, std::string>& set) {
+         if (!set.empty()) return;
+         const std::string any = side.inst == &inst[0] ? "0.0.0.0/0" : "::/0";
+         d.line("prefix attempt" + where(side) + any + " 0");
+         d.line("prefix drop" + where(side) + any);
+      };
+      for (const Side& side : sides) {
+         if (!activated(side)) continue;
+         made(side, side.active);
+         for (const auto& [p, l] : side.active)
+            d.line("prefix attempt" + where(side) + p + " " + l);
+      }
+      for (const Side& side : sides) {
+         if (activated(side))
+            d.line("prefix request attempted" + where(side) + number(side.stepId));
+      }
+      for (const Side& side : sides) {
+         if (activated(side))
+            d.line("prefix activate" + where(side) + number(side.c->activeRequestId()));
+      }
+      for (const Side& side : sides) {
+         if (!side.c) continue;
+         const bool stepped = activated(side);
+         if (stepped && side.stepId == side.finalId) continue;
+         for (const auto& [p, l] : side.active) {
+            if (stepped && !side.attempted.count(p)) d.line("prefix drop" + where(side) + p);
+         }
+         if (!stepped) made(side, side.attempted);
+         for (const auto& [p, l] : side.attempted) {
+            const auto was = side.active.find(p);
+            if (!stepped || was == side.active.end() || was->second != l)
+               d.line("prefix attempt" + where(side) + p + " " + l);
+         }
+         if (stepped || side.finalId != 0)
+            d.line("prefix request attempted" + where(side) + number(side.finalId));
+      }
+   }
+}
+
+void dump(Simulator& s, ConfigDump& d) {
+   dumpL4(s, d);
+   const Instance src[2] = {kPrefixInstances[0], kPrefixInstances[2]};
+   const Instance dst[2] = {kPrefixInstances[1], kPrefixInstances[3]};
+   dumpPrefixDirection(s, d, src);
+   dumpPrefixDirection(s, d, dst);
+}
+
 const ModuleRegistration reg({"xform", 50, start, scenario});
+const ConfigDumperRegistration dumper({"xform", 50, nullptr, dump});
 
 } // namespace
 

@@ -80,6 +80,15 @@ public:
    // at `index` if it holds one.
    const xpAaclMgTableEntry* validEntry(xpsDevice_t devId, uint32_t mgTableId,
                                         uint32_t index) const;
+   // Calls f(index, entry) for every entry a table holds, in index order (not counted).
+   template <class F>
+   void forEachValid(xpsDevice_t devId, uint32_t mgTableId, F&& f) const {
+      if (!xpIsValidDevId(devId) || mgTableId >= kNumMgTables) return;
+      const Device& d = devices_[devId];
+      const Slot* table = d.tables[mgTableId].get();
+      for (uint32_t i = 0; table && i < d.entriesPerWay * d.ways; ++i)
+         if (table[i].valid) f(i, table[i].entry);
+   }
    // The ways and entries per way of an added device (0 otherwise), and where a key falls in
    // a way: the hash hashIndexInWay answers with, for the model's own users (not counted).
    uint32_t waysOf(xpsDevice_t devId) const;

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <optional>
+#include <utility>
 #include <vector>
 
 // The devices in the model. Adding a device hands its profile to every manager of every
@@ -25,8 +26,14 @@ public:
    // Removes every device.
    void reset();
 
+   // The devices' profiles, moved out without telling any manager (the model is being set
+   // aside whole) and put back the same way.
+   using Profiles = std::array<std::optional<xpDeviceProfile>, XP_MAX_DEVICES>;
+   Profiles takeProfiles() { return std::exchange(profiles_, {}); }
+   void profilesIs(const Profiles& profiles) { profiles_ = profiles; }
+
 private:
    xpDeviceMgr() = default;
 
-   std::array<std::optional<xpDeviceProfile>, XP_MAX_DEVICES> profiles_;
+   Profiles profiles_;
 };

@@ -2,6 +2,7 @@
 
 #include <cstdarg>
 #include <cstring>
+#include <utility>
 
 const char* xpLogLevelName(xpLogLevel level) {
    switch (level) {
@@ -87,6 +88,16 @@ std::vector<xpLogMessage> xpLogMgr::messages() const {
 void xpLogMgr::clear() {
    std::lock_guard lock(mutex_);
    kept_.clear();
+}
+
+std::deque<xpLogMessage> xpLogMgr::takeKept() {
+   std::lock_guard lock(mutex_);
+   return std::exchange(kept_, {});
+}
+
+void xpLogMgr::keptIs(std::deque<xpLogMessage> kept) {
+   std::lock_guard lock(mutex_);
+   kept_ = std::move(kept);
 }
 
 void xpLogMgr::setSink(std::FILE* sink) {

@@ -49,6 +49,9 @@ public:
    // Oldest first; at most kMaxKept.
    std::vector<xpLogMessage> messages() const;
    void clear();
+   // The kept messages, moved out (none are left) and put back in place of those kept since.
+   std::deque<xpLogMessage> takeKept();
+   void keptIs(std::deque<xpLogMessage> kept);
 
    // Where each message is echoed as "file:line: LEVEL: MODULE: text"; nullptr echoes nothing.
    void setSink(std::FILE* sink);

@@ -50,6 +50,14 @@ public:
    // The chip's view, for the model's own users (not an SDK operation, not counted): the entry
    // at `index` if it holds one.
    const xpMgksEntry* validEntry(xpsDevice_t devId, uint32_t mgksTableId, uint32_t index) const;
+   // Calls f(index, entry) for every entry a table holds, in index order (not counted).
+   template <class F>
+   void forEachValid(xpsDevice_t devId, uint32_t mgksTableId, F&& f) const {
+      if (!xpIsValidDevId(devId) || mgksTableId >= kNumMgksTables || !devices_[devId].added)
+         return;
+      devices_[devId].tables[mgksTableId].forEachValid(
+          [&](uint32_t index, const Match&, const xpMgksEntry& entry) { f(index, entry); });
+   }
    // The entry whose match (first kMatchBytes bytes) equals that of `match`, and its index;
    // nullptr when there is none (not counted).
    const xpMgksEntry* findEntry(xpsDevice_t devId, uint32_t mgksTableId,

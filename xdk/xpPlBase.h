@@ -44,6 +44,12 @@ public:
    // Drops every manager.
    void reset();
 
+   // Every manager with its id, moved out (the layer is left with none) and put back; the
+   // managers stay where they are in memory, so pointers to them remain valid in between.
+   using MgrMap = std::map<uint32_t, std::unique_ptr<xpPrimitiveMgr>>;
+   MgrMap takeMgrs() { return std::exchange(mgrs_, {}); }
+   void mgrsIs(MgrMap mgrs) { mgrs_ = std::move(mgrs); }
+
 protected:
    explicit xpPlBase(const char* name) : name_(name) {}
 
@@ -55,5 +61,5 @@ private:
    void removeDevice(xpsDevice_t devId);
 
    const char* name_;
-   std::map<uint32_t, std::unique_ptr<xpPrimitiveMgr>> mgrs_;
+   MgrMap mgrs_;
 };

@@ -1,8 +1,13 @@
 #include "xdk/xpSdk.h"
 
+#include <array>
+#include <deque>
+#include <utility>
+
 #include "xdk/xpDeviceMgr.h"
 #include "xdk/xpLogMgr.h"
 #include "xdk/xpPlatformLayers.h"
+#include "xdk/xpSdkInit.h"
 
 unsigned xpSdkGenerationCount = 0;
 
@@ -12,4 +17,41 @@ void xpSdkReset() {
    for (xpPlBase* layer : xpPlatformLayers())
       layer->reset();
    xpLogMgr::instance()->clear();
+}
+
+struct xpSdkState::Parts {
+   std::array<xpPlBase::MgrMap, std::tuple_size_v<decltype(xpPlatformLayers())>> layers;
+   xpDeviceMgr::Profiles devices;
+   std::deque<xpLogMessage> log;
+};
+
+xpSdkState::xpSdkState() = default;
+xpSdkState::xpSdkState(xpSdkState&&) noexcept = default;
+xpSdkState& xpSdkState::operator=(xpSdkState&&) noexcept = default;
+xpSdkState::~xpSdkState() = default;
+
+xpSdkState xpSdkDetach() {
+   xpSdkState state;
+   state.parts_ = std::make_unique<xpSdkState::Parts>();
+   auto& parts = *state.parts_;
+   const auto layers = xpPlatformLayers();
+   for (size_t i = 0; i < layers.size(); ++i)
+      parts.layers[i] = layers[i]->takeMgrs();
+   parts.devices = xpDeviceMgr::instance()->takeProfiles();
+   parts.log = xpLogMgr::instance()->takeKept();
+   // Resets what is left (nothing) and installs fresh managers; the generation moves on.
+   xpSdkInit();
+   return state;
+}
+
+void xpSdkAttach(xpSdkState state) {
+   xpSdkReset();
+   if (!state) return;
+   auto& parts = *state.parts_;
+   const auto layers = xpPlatformLayers();
+   for (size_t i = 0; i < layers.size(); ++i)
+      layers[i]->mgrsIs(std::move(parts.layers[i]));
+   xpDeviceMgr::instance()->profilesIs(parts.devices);
+   xpLogMgr::instance()->keptIs(std::move(parts.log));
+   ++xpSdkGenerationCount;
 }
