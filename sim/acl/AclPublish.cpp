@@ -1,7 +1,7 @@
 // The publisher: the difference between two states of a chip, written make before break.
-// Labels come first (prefixes through the two-phase request, checked), then rule lists with
-// their mask groups and the rule-list keys, then new entries, then bindings; what goes away
-// goes after, in the reverse order.
+// Prefix sets are attempted first (the two-phase request, checked), then rule lists with their
+// mask groups and the rule-list keys, then new entries, then the labels they use, then
+// bindings; what goes away goes after, in the reverse order.
 #include <algorithm>
 #include <optional>
 #include <tuple>

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "sim/Sim.h"
 #include "sim/acl/AclPlaces.h"
+#include "xdk/xpIpXformMgr.h"
 #include "xdk/xpPacketWalk.h"
 #include "xdk/xpWriteObserver.h"
 
@@ -44,8 +46,11 @@ struct HitlessFinding {
 struct HitlessReport {
    size_t probes = 0;
    // Probes the chip already classified otherwise than the ACLs before the change (on a device
-   // that is down, for example): nothing can be said of them.
+   // that is down, for example), or at a port-channel's member: nothing can be said of them.
    size_t setAside = 0;
+   // Probes whose place the change took away (a VIF removed, the port gone into a
+   // port-channel): no packet is there any more.
+   size_t placeGone = 0;
    uint64_t writes = 0;
    std::vector<HitlessFinding> findings;
    size_t unexplained() const;
@@ -94,6 +99,10 @@ private:
    HitlessWrite last_;
    Window window_;
    std::set<uint32_t> seenDown_; // devices seen down during the change
+   // The IP transform tables as last seen, by table name and device: to tell a prefix
+   // overwritten in place from one written to a free index.
+   std::map<std::pair<std::string, uint32_t>, std::vector<xpIpXformSlot>> xform_;
+   bool overwrote(const xpWriteEvent& e);
    bool watching_ = false;
    xpAclWalkResult result_;
 };

@@ -1,6 +1,8 @@
 #include "sim/acl/Hitless.h"
 
 #include <algorithm>
+#include <set>
+#include <tuple>
 #include <utility>
 
 #include "sim/acl/AclCompiler.h"
@@ -16,25 +18,29 @@ std::string verdictText(bool permit) {
    return permit ? "permit" : "deny";
 }
 
+// A member of a port-channel: packets leave it through the port-channel's VIF, a place the
+// reference classifier does not model.
+bool lagMember(Simulator& s, const std::string& intf) {
+   try {
+      return !s.world().commonData->portToLag(Plexo::IntfId::fromText(intf)).isEmpty();
+   } catch (const Norv::RangeError&) {
+      return false;
+   }
+}
+
 bool deviceUp(Simulator& s, uint32_t dev) {
    const auto& coll = s.world().devices->deviceIdColl();
    const XpXdk::XpDeviceId id(static_cast<uint8_t>(dev));
    return coll.contains(id) && *coll.find(id);
 }
 
-// The IPv4 instance of a transform table starts its activation by writing a catch-all (label
-// 0) at index 0, whatever prefix owns that index, and then writes its set in place: prefixes
-// are briefly missing or at another prefix's index.
-bool activationStart(const xpWriteEvent& e) {
-   if (e.op != "writeEntry" || e.index != 0) return false;
+const xpIpXformMgr* xformMgr(std::string_view table) {
    for (size_t instance : {xpIpXformMgr::kSrcInstance, xpIpXformMgr::kDstInstance}) {
       const auto* mgr = xpAclPl::instance()->getMgr<xpIpXformMgr>(
           xpPrimitiveMgrBase<xpIpXformMgr>::idAt(instance));
-      if (!mgr || mgr->tableName() != e.table) continue;
-      const xpIpXformSlot* slot = mgr->entryAt(e.devId, 0);
-      return slot && slot->valid && slot->entry.prefixLen == 0 && slot->entry.xformedIp == 0;
+      if (mgr && mgr->tableName() == table) return mgr;
    }
-   return false;
+   return nullptr;
 }
 
 // A port range the driver takes away leaves its ports with label 0 before the ranges of the
@@ -66,8 +72,17 @@ HitlessCheck::HitlessCheck(Simulator& s, const HitlessOptions& options) : sim_(s
       p.pkt = pkt;
       p.intf = place.intfOf(pkt.devId, pkt.port).value_or("?");
       p.before = classify(acls(s), pkt, place).permit;
-      p.setAside = walk(pkt) != p.before;
+      p.setAside = walk(pkt) != p.before || lagMember(s, p.intf);
       probes_.push_back(std::move(p));
+   }
+   for (size_t instance : {xpIpXformMgr::kSrcInstance, xpIpXformMgr::kDstInstance}) {
+      const auto* mgr = xpAclPl::instance()->getMgr<xpIpXformMgr>(
+          xpPrimitiveMgrBase<xpIpXformMgr>::idAt(instance));
+      for (uint32_t dev = 0; mgr && dev < XP_MAX_DEVICES; ++dev) {
+         uint32_t size = 0;
+         const xpIpXformSlot* slots = mgr->entriesOf(dev, size);
+         if (slots) xform_[{mgr->tableName(), dev}].assign(slots, slots + size);
+      }
    }
    xpWriteObserverNow = this;
    watching_ = true;
@@ -94,16 +109,32 @@ std::string HitlessCheck::causeOf(const xpWriteEvent& e) {
    }
    // A window lasts while the driver goes on writing the same table.
    if (window_.table != e.table || window_.devId != e.devId) window_ = Window{};
-   if (activationStart(e)) {
+   if (overwrote(e)) {
       window_ = {std::string(e.table), e.devId,
-                 "an IPv4 prefix activation writes a catch-all over index 0, then rewrites "
-                 "the table's prefixes in place"};
+                 "a prefix activation rewrites the transform table in place, index by index "
+                 "(the IPv4 one starting with a catch-all at index 0): a prefix whose index "
+                 "moved is overwritten before it is written at its new one"};
    } else if (window_.cause.empty() && portCleared(e)) {
       window_ = {std::string(e.table), e.devId,
                  "the driver clears the ports of a range it takes away (label 0) before it "
                  "writes the ranges that replace it"};
    }
    return window_.cause;
+}
+
+// A prefix (or the catch-all) written over a different valid prefix, or a valid one removed.
+bool HitlessCheck::overwrote(const xpWriteEvent& e) {
+   const xpIpXformMgr* mgr = xformMgr(e.table);
+   if (!mgr) return false;
+   auto& shadow = xform_[{std::string(e.table), e.devId}];
+   const xpIpXformSlot* now = mgr->entryAt(e.devId, e.index);
+   if (!now) return false;
+   if (shadow.size() <= e.index) shadow.resize(e.index + 1);
+   const xpIpXformSlot was = std::exchange(shadow[e.index], *now);
+   const auto prefixOf = [](const xpIpXformSlot& s) {
+      return std::tuple(s.valid, s.entry.ipType, s.entry.prefixLen, s.entry.ipAddr);
+   };
+   return was.valid && prefixOf(was) != prefixOf(*now);
 }
 
 void HitlessCheck::written(const xpWriteEvent& e) {
@@ -126,9 +157,17 @@ HitlessReport HitlessCheck::finish() {
    r.probes = probes_.size();
    r.writes = writes_;
    const PacketPlace place = packetPlaceOf(sim_);
+   std::set<std::tuple<uint8_t, bool, uint32_t, uint16_t, uint32_t>> places;
+   for (const ProbePlace& at : probePlacesOf(sim_))
+      places.emplace(at.at.devId, at.at.egress, at.at.port, at.at.vlan, at.at.egressVif);
    for (const Probe& p : probes_) {
       if (p.setAside) {
          ++r.setAside;
+         continue;
+      }
+      if (!places.count({p.pkt.devId, p.pkt.egress, p.pkt.port, p.pkt.vlan, p.pkt.egressVif}) ||
+          lagMember(sim_, p.intf)) {
+         ++r.placeGone;
          continue;
       }
       HitlessFinding f;

@@ -47,6 +47,7 @@ void checkOff(Simulator& s, const Args& a) {
    auto& o = s.out();
    o << "check-hitless: " << r.probes << " probes";
    if (r.setAside) o << " (" << r.setAside << " set aside: the chip disagreed before)";
+   if (r.placeGone) o << " (" << r.placeGone << " at places the change took away)";
    o << ", " << r.writes << " writes\n";
    // Findings the driver's order explains are grouped by cause, with one example each.
    std::map<std::string, std::pair<size_t, const HitlessFinding*>> prescribed;
