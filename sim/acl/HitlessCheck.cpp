@@ -14,6 +14,8 @@ namespace Sim::Acl {
 
 namespace {
 
+constexpr std::string_view kL4Tables[2] = {"aaclL4PortMgr.src", "aaclL4PortMgr.dst"};
+
 std::string verdictText(bool permit) {
    return permit ? "permit" : "deny";
 }
@@ -141,8 +143,11 @@ void HitlessCheck::written(const xpWriteEvent& e) {
    last_ = HitlessWrite{++writes_,     std::string(e.table), std::string(e.op), e.devId,
                         e.subTable,    e.index,              sim_.line()};
    const std::string cause = causeOf(e);
+   // An L4 port table entry is read by the packets of its port alone.
+   const int portTable = e.table == kL4Tables[0] ? 0 : e.table == kL4Tables[1] ? 1 : -1;
    for (Probe& p : probes_) {
       if (p.setAside || p.unexplained.seen || p.pkt.devId != e.devId) continue;
+      if (portTable >= 0 && (portTable ? p.pkt.dport : p.pkt.sport) != e.index) continue;
       const bool now = walk(p.pkt);
       if (now == p.before) continue;
       Deviation& d = cause.empty() ? p.unexplained : p.prescribed;

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <fstream>
 #include <cstdlib>
 #include <iostream>
 #include <random>
@@ -20,7 +21,7 @@ namespace {
 #ifdef XPACL_SANITIZED
 constexpr uint64_t kSteps = 150; // a sanitized chip model runs some thirty times slower
 #else
-constexpr uint64_t kSteps = 3000;
+constexpr uint64_t kSteps = 2500;
 #endif
 
 uint64_t envNumber(const char* name, uint64_t fallback) {
@@ -45,6 +46,7 @@ public:
    }
 
    bool play(const std::string& text, const std::string& what) {
+      played_ += text;
       std::ostringstream err;
       if (sim_.runText("soak-" + std::to_string(seed_) + ".scn", text, err)) return true;
       ADD_FAILURE() << "seed " << seed_ << ", " << what << ": the simulator refused:\n"
@@ -88,6 +90,7 @@ public:
          if (!f.cause.empty()) continue;
          ADD_FAILURE() << "seed " << seed_ << ", " << what << ":\n"
                        << text << Sim::Acl::findingText(f);
+         if (const char* keep = std::getenv("ACL_SOAK_KEEP")) std::ofstream(keep) << played_;
          ok = false;
       }
       return ok;
@@ -103,6 +106,7 @@ private:
       return c;
    }
    uint64_t seed_;
+   std::string played_;
    AclGen::Generator gen_;
    std::mt19937_64 rng_;
    std::ostringstream out_;
