@@ -48,7 +48,8 @@ XP_STATUS xpDeviceMgr::removeDevice(xpsDevice_t devId) {
    for (xpPlBase* layer : xpPlatformLayers())
       layer->removeDevice(devId);
    profiles_[devId].reset();
-   if (xpWriteObserverNow) xpWriteNotify(xpWriteEvent{"device", "removeDevice", devId, 0, devId});
+   if (xpWriteObserverNow)
+      xpWriteNotify(xpWriteEvent{"device", "removeDevice", devId, 0, devId});
    return XP_NO_ERR;
 }
 

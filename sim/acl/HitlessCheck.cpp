@@ -140,8 +140,8 @@ bool HitlessCheck::overwrote(const xpWriteEvent& e) {
 }
 
 void HitlessCheck::written(const xpWriteEvent& e) {
-   last_ = HitlessWrite{++writes_,     std::string(e.table), std::string(e.op), e.devId,
-                        e.subTable,    e.index,              sim_.line()};
+   last_ = HitlessWrite{++writes_, std::string(e.table), std::string(e.op), e.devId, e.subTable,
+                        e.index,   sim_.line()};
    const std::string cause = causeOf(e);
    // An L4 port table entry is read by the packets of its port alone.
    const int portTable = e.table == kL4Tables[0] ? 0 : e.table == kL4Tables[1] ? 1 : -1;
@@ -194,8 +194,9 @@ HitlessReport HitlessCheck::finish() {
       f.atEnd = true;
       f.write = last_;
       if (!deviceUp(sim_, p.pkt.devId)) {
-         f.cause = "device " + std::to_string(p.pkt.devId) +
-                   " is down: the driver takes a device's entries off the chip when it goes down";
+         f.cause =
+             "device " + std::to_string(p.pkt.devId) +
+             " is down: the driver takes a device's entries off the chip when it goes down";
       }
       r.findings.push_back(f);
    }

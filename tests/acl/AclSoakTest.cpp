@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <fstream>
 #include <cstdlib>
+#include <fstream>
 #include <iostream>
 #include <random>
 #include <sstream>
@@ -154,8 +154,8 @@ TEST(AclSoak, EveryStepEqualsAColdStartAndSampledStepsAreHitless) {
              << stepSec + verifySec << " s: " << uint64_t(steps / (stepSec + verifySec))
              << " steps/s; verify " << uint64_t(verifySec / steps * 1e6)
              << " us per step, the steps themselves " << uint64_t(stepSec / steps * 1e6)
-             << " us; " << probes << " probes walked after each of " << writes
-             << " writes; " << verified << " steps verified, " << unwritable
+             << " us; " << probes << " probes walked after each of " << writes << " writes; "
+             << verified << " steps verified, " << unwritable
              << " not (the cold start cannot write their configuration back)\n";
 }
 

@@ -55,10 +55,10 @@ class Hitless : public ::testing::Test, public Chip {};
 // the driver's own order explains it.
 TEST_F(Hitless, TheRoadOfAnAclSeesOneOfItsTwoPolicies) {
    const char* const changes[] = {
-       "acl web rule 15 permit ip src 10.1.2.0/24\n",                              // added
+       "acl web rule 15 permit ip src 10.1.2.0/24\n",                                  // added
        "acl web rule 20 permit count ip dst 192.168.0.0/16 proto tcp dport 80-8080\n", // changed
-       "acl web no-rule 15\n",                                                       // removed
-       "acl web bind 4 intf Ethernet41 in\nacl web unbind 4 intf Ethernet40 in\n",  // moved
+       "acl web no-rule 15\n",                                                     // removed
+       "acl web bind 4 intf Ethernet41 in\nacl web unbind 4 intf Ethernet40 in\n", // moved
        "acl web remove\n",
    };
    for (const char* change : changes) {
@@ -118,10 +118,9 @@ TEST(HitlessPlanted, ARuleRemovedBeforeItIsWrittenAgainIsCaughtAtTheRemoval) {
    // The same change in a scenario fails it, at the line that ends the watch.
    std::ostringstream out, err;
    Sim::Simulator sim(out);
-   EXPECT_FALSE(sim.runText("t.scn",
-                            std::string(kSetup) + "check-hitless on\n" + change +
-                                "check-hitless off\n",
-                            err));
+   EXPECT_FALSE(sim.runText(
+       "t.scn", std::string(kSetup) + "check-hitless on\n" + change + "check-hitless off\n",
+       err));
    EXPECT_EQ(err.str(), "t.scn:16: check-hitless: " + std::to_string(caught) +
                             " probes saw neither policy\n");
    EXPECT_NE(out.str().find("xpAaclMgTableMgr removeEntry device 4 table " +
@@ -135,7 +134,8 @@ TEST(HitlessPlanted, ARuleRemovedBeforeItIsWrittenAgainIsCaughtAtTheRemoval) {
 // rule on those ports must be there when the labels change.
 TEST_F(Hitless, PortsRelabelledFindTheirEntriesWritten) {
    play("acl web rule 5 deny ip src 10.0.0.0/8 proto tcp dport 80-443\n");
-   const HitlessReport r = watch("acl web rule 5 deny ip src 10.0.0.0/8 proto tcp dport 100-8080\n");
+   const HitlessReport r =
+       watch("acl web rule 5 deny ip src 10.0.0.0/8 proto tcp dport 100-8080\n");
    EXPECT_GT(r.writes, 8000u); // the ports of the range are rewritten
    for (const auto& f : r.findings)
       EXPECT_FALSE(f.cause.empty()) << findingText(f);
@@ -169,7 +169,8 @@ TEST(HitlessCommand, MistakesAreReported) {
        {"check-hitless off\n", "t.scn:1: check-hitless is not on\n"},
        {"check-hitless on\ncheck-hitless on\n", "t.scn:2: check-hitless is already on\n"},
        {"check-hitless on random\n", "t.scn:1: missing random probe count\n"},
-       {"check-hitless on probes 3\n", "t.scn:1: bad option 'probes': expected random N or seed S\n"},
+       {"check-hitless on probes 3\n",
+        "t.scn:1: bad option 'probes': expected random N or seed S\n"},
    };
    for (const auto& [text, message] : cases) {
       std::ostringstream out, err;

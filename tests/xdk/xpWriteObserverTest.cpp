@@ -1,3 +1,4 @@
+#include "xdk/xpWriteObserver.h"
 #include "xdk/xpAaclMgTableMgr.h"
 #include "xdk/xpAclPl.h"
 #include "xdk/xpDeviceMgr.h"
@@ -6,7 +7,6 @@
 #include "xdk/xpMgksMgr.h"
 #include "xdk/xpSdk.h"
 #include "xdk/xpSdkInit.h"
-#include "xdk/xpWriteObserver.h"
 
 #include <gtest/gtest.h>
 
@@ -60,7 +60,7 @@ TEST_F(WriteObserverTest, EveryChangeIsSeenOnceMadeAndNothingElse) {
    xpAaclMgTableEntryData data;
    EXPECT_EQ(mg->readEntry(1, 2, 77, &key, &data, 0), XP_NO_ERR); // a read
    EXPECT_EQ(mg->removeEntry(1, 2, 77), XP_NO_ERR);
-   EXPECT_EQ(mg->removeEntry(1, 2, 77), XP_ERR_NO_CHANGE);          // changed nothing
+   EXPECT_EQ(mg->removeEntry(1, 2, 77), XP_ERR_NO_CHANGE);                 // changed nothing
    EXPECT_EQ(mg->writeKeyAndControlData(1, 9, 0, &e), XP_ERR_INVALID_ARG); // refused
    mg->injectStatus("removeEntry", XP_NO_ERR);
    EXPECT_EQ(mg->removeEntry(1, 2, 77), XP_NO_ERR); // injected: no effect
