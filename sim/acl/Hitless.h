@@ -1,14 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "sim/Sim.h"
 #include "sim/acl/AclPlaces.h"
-#include "xdk/xpIpXformMgr.h"
 #include "xdk/xpPacketWalk.h"
 #include "xdk/xpWriteObserver.h"
 
@@ -99,10 +97,6 @@ private:
    HitlessWrite last_;
    Window window_;
    std::set<uint32_t> seenDown_; // devices seen down during the change
-   // The IP transform tables as last seen, by table name and device: to tell a prefix
-   // overwritten in place from one written to a free index.
-   std::map<std::pair<std::string, uint32_t>, std::vector<xpIpXformSlot>> xform_;
-   bool overwrote(const xpWriteEvent& e);
    bool watching_ = false;
    xpAclWalkResult result_;
 };

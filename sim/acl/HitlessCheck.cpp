@@ -77,15 +77,6 @@ HitlessCheck::HitlessCheck(Simulator& s, const HitlessOptions& options) : sim_(s
       p.setAside = walk(pkt) != p.before || lagMember(s, p.intf);
       probes_.push_back(std::move(p));
    }
-   for (size_t instance : {xpIpXformMgr::kSrcInstance, xpIpXformMgr::kDstInstance}) {
-      const auto* mgr = xpAclPl::instance()->getMgr<xpIpXformMgr>(
-          xpPrimitiveMgrBase<xpIpXformMgr>::idAt(instance));
-      for (uint32_t dev = 0; mgr && dev < XP_MAX_DEVICES; ++dev) {
-         uint32_t size = 0;
-         const xpIpXformSlot* slots = mgr->entriesOf(dev, size);
-         if (slots) xform_[{mgr->tableName(), dev}].assign(slots, slots + size);
-      }
-   }
    xpWriteObserverNow = this;
    watching_ = true;
 }
@@ -111,32 +102,17 @@ std::string HitlessCheck::causeOf(const xpWriteEvent& e) {
    }
    // A window lasts while the driver goes on writing the same table.
    if (window_.table != e.table || window_.devId != e.devId) window_ = Window{};
-   if (overwrote(e)) {
+   if (window_.cause.empty() && xformMgr(e.table)) {
       window_ = {std::string(e.table), e.devId,
                  "a prefix activation rewrites the transform table in place, index by index "
-                 "(the IPv4 one starting with a catch-all at index 0): a prefix whose index "
-                 "moved is overwritten before it is written at its new one"};
+                 "(the IPv4 one starting with a catch-all at index 0): until its last write an "
+                 "address may match a prefix at an index it is leaving, or the catch-all"};
    } else if (window_.cause.empty() && portCleared(e)) {
       window_ = {std::string(e.table), e.devId,
                  "the driver clears the ports of a range it takes away (label 0) before it "
                  "writes the ranges that replace it"};
    }
    return window_.cause;
-}
-
-// A prefix (or the catch-all) written over a different valid prefix, or a valid one removed.
-bool HitlessCheck::overwrote(const xpWriteEvent& e) {
-   const xpIpXformMgr* mgr = xformMgr(e.table);
-   if (!mgr) return false;
-   auto& shadow = xform_[{std::string(e.table), e.devId}];
-   const xpIpXformSlot* now = mgr->entryAt(e.devId, e.index);
-   if (!now) return false;
-   if (shadow.size() <= e.index) shadow.resize(e.index + 1);
-   const xpIpXformSlot was = std::exchange(shadow[e.index], *now);
-   const auto prefixOf = [](const xpIpXformSlot& s) {
-      return std::tuple(s.valid, s.entry.ipType, s.entry.prefixLen, s.entry.ipAddr);
-   };
-   return was.valid && prefixOf(was) != prefixOf(*now);
 }
 
 void HitlessCheck::written(const xpWriteEvent& e) {
