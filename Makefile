@@ -4,7 +4,7 @@ PRESET ?= release
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 SRC_FILES = $(shell git ls-files '*.h' '*.cpp' 2>/dev/null)
 
-.PHONY: configure build run test bench sanitize fuzz acl-soak format format-check clean
+.PHONY: configure build run test bench sanitize fuzz acl-soak soak format format-check clean
 
 configure:
 	cmake --preset $(PRESET) >/dev/null
@@ -45,6 +45,18 @@ acl-soak:
 	  ACL_DIFF_RULES=$(ACL_SOAK_RULES) ACL_DIFF_EDITS=$(ACL_SOAK_EDITS) ACL_DIFF_ACLS=4 \
 	  ACL_DIFF_PACKETS=5000 ACL_DIFF_EDIT_PACKETS=3000 \
 	  ./test_acl --gtest_filter='AclDifferential.WalkAgrees*'
+
+# Random edits, bindings, LAG moves and devices down and up, each step verified against a cold
+# start and every SOAK_HITLESS_EVERY-th step watched write by write: SOAK_STEPS steps from
+# SOAK_SEED.
+SOAK_STEPS ?= 100000
+SOAK_SEED ?= 7
+SOAK_HITLESS_EVERY ?= 20
+soak:
+	cmake --preset $(PRESET) >/dev/null
+	cmake --build --preset $(PRESET) --target test_acl
+	cd build/$(PRESET) && ACL_SOAK_STEPS=$(SOAK_STEPS) ACL_SOAK_SEED=$(SOAK_SEED) \
+	  ACL_SOAK_HITLESS_EVERY=$(SOAK_HITLESS_EVERY) ./test_acl --gtest_filter='AclSoak.*'
 
 bench: build
 	@for b in build/$(PRESET)/bench_*; do echo "== $$b"; $$b; done

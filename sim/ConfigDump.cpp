@@ -67,16 +67,6 @@ std::string dumpConfig(Simulator& s, bool devicesLast) {
    return dump.text();
 }
 
-std::string maskGroupWords(const Orim::MaskGroupDescriptor& mgd, const std::string& owner) {
-   Orim::MaskGroupDescriptor plain;
-   plain.srcIpMaskLengthIs(mgd.srcIpMaskLength());
-   plain.dstIpMaskLengthIs(mgd.dstIpMaskLength());
-   plain.aclTypeIs(mgd.aclType());
-   if (!(plain == mgd)) throw Error(owner + " has fields no command sets: " + mgd.text());
-   return std::to_string(mgd.srcIpMaskLength()) + " " + std::to_string(mgd.dstIpMaskLength()) +
-          " " + std::to_string(mgd.aclType());
-}
-
 namespace ClaimKey {
 
 std::string l4Range(const std::string& inst, uint32_t chip, uint32_t first, uint32_t last) {

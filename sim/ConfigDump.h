@@ -63,10 +63,6 @@ struct ConfigDumperRegistration {
 // Every module's part, in module order.
 std::string dumpConfig(Simulator& s, bool devicesLast);
 
-// "SIPLEN DIPLEN TYPE", the words of a mask group as 'rulelist mg' and 'seprofile config' take
-// it; a Sim::Error naming `owner` when it has fields those commands do not set.
-std::string maskGroupWords(const Orim::MaskGroupDescriptor& mgd, const std::string& owner);
-
 // The keys of claimable items, built the same way by the claiming and the dumping side.
 namespace ClaimKey {
 // INST src or dst.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "sim/ConfigDump.h"
+#include "sim/MaskGroupWords.h"
 #include "sim/Sim.h"
 #include "xdk/xpAaclMgTableMgr.h"
 #include "xdk/xpAclPl.h"
@@ -144,21 +145,8 @@ Orim::PerStageTableEntry ruleArgs(Simulator& s, const Orim::ChipId& chip, const 
       } else if (key == "est") {
          k.establishedIs(v.flag(0, "est") ? 1 : 0);
       } else if (key == "match") {
-         // The fields the mask group matches on besides labels: ttl, frag, proto.
-         for (size_t from = 0; from <= value.size();) {
-            const size_t to = std::min(value.find('+', from), value.size());
-            const std::string f = value.substr(from, to - from);
-            if (f == "ttl") {
-               mgd.ttlIs(true);
-            } else if (f == "frag") {
-               mgd.ipFragIs(true);
-            } else if (f == "proto") {
-               mgd.ipProtoIs(true);
-            } else {
-               throw Error("bad match field '" + f + "': ttl, frag or proto, joined by +");
-            }
-            from = to + 1;
-         }
+         // The fields the mask group matches on besides the address labels.
+         matchFieldsIs(mgd, value);
       } else if (key == "result") {
          if (value != "permit" && value != "deny") {
             throw Error("bad result '" + value + "': permit or deny");
@@ -349,8 +337,9 @@ void start(Simulator& s) {
    auto pdInfo = w.hold("xp80PDInfo", xp80PDInfoFactory());
    w.hold("pdInfoAgent", Norv::Ptr<PDInfoAgent>(new PDInfoAgent(w, pdInfo, helper)));
 
-   const char* ruleWords = "LIST RULE SIPLEN DIPLEN TYPE [dir= sip= dip= sport= dport= ttl= "
-                           "frag= proto= est= match=ttl+frag+proto result= log= count= prio=]";
+   const char* ruleWords =
+       "LIST RULE SIPLEN DIPLEN TYPE [dir= sip= dip= sport= dport= ttl= "
+       "frag= proto= est= match=ttl+frag+proto+sport+dport+est result= log= count= prio=]";
    s.addCommand({"rule", "add", std::string("CHIP STAGE WAY INDEX ") + ruleWords,
                  "publish a rule in the stage's hash table at way WAY, hash index INDEX",
                  ruleAdd});
@@ -400,9 +389,7 @@ std::string ruleLine(uint32_t chip, uint32_t stage, const Orim::PerStageHashTabl
    plain.aclTypeIs(mgd.aclType());
    plain.srcIpMaskLengthIs(mgd.srcIpMaskLength());
    plain.dstIpMaskLengthIs(mgd.dstIpMaskLength());
-   plain.ttlIs(mgd.ttl());
-   plain.ipFragIs(mgd.ipFrag());
-   plain.ipProtoIs(mgd.ipProto());
+   if (const std::string match = matchFields(mgd); !match.empty()) matchFieldsIs(plain, match);
    const std::string at = std::to_string(chip) + " " + std::to_string(stage) + " " +
                           std::to_string(pos.way()) + " " + std::to_string(pos.hashIndex());
    if (!(plain == mgd) || !k.tcpFlag().empty()) {
@@ -424,12 +411,7 @@ std::string ruleLine(uint32_t chip, uint32_t stage, const Orim::PerStageHashTabl
    if (k.fragment()) line += " frag=on";
    opt("proto", k.protocol());
    if (k.established()) line += " est=on";
-   std::string match;
-   for (const auto& [on, name] : {std::pair{mgd.ttl(), "ttl"}, std::pair{mgd.ipFrag(), "frag"},
-                                  std::pair{mgd.ipProto(), "proto"}}) {
-      if (on) match += (match.empty() ? "" : "+") + std::string(name);
-   }
-   if (!match.empty()) line += " match=" + match;
+   if (const std::string match = matchFields(mgd); !match.empty()) line += " match=" + match;
    line += e.aclResult() ? " result=permit" : " result=deny";
    if (e.logging()) line += " log=on";
    if (e.counting()) line += " count=on";

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "sim/ConfigDump.h"
+#include "sim/MaskGroupWords.h"
 #include "sim/MgksRoom.h"
 #include "sim/Sim.h"
 #include "xdk/xpAclPl.h"
@@ -113,13 +114,7 @@ void ruleListMg(Simulator& s, const Args& a) {
    const Orim::ChipId chip = chipArg(a, 0);
    const Orim::ChipRuleListId ruleList = ruleListArg(a, 1);
    const Orim::StageId stage = stageArg(a, 2);
-   Orim::MaskGroupDescriptor mgd;
-   mgd.srcIpMaskLengthIs(
-       static_cast<uint8_t>(a.number(3, "source mask length", kMaxMaskLength)));
-   mgd.dstIpMaskLengthIs(
-       static_cast<uint8_t>(a.number(4, "destination mask length", kMaxMaskLength)));
-   mgd.aclTypeIs(a.has(5) ? static_cast<uint8_t>(a.number(5, "ACL type", 255)) : 1);
-   a.atMost(6);
+   const Orim::MaskGroupDescriptor mgd = maskGroupArgs(a, 3, kMaxMaskLength);
    auto config = dataFlow(s)->chipDataFlowConfigIs(chip);
    for (auto it = config->chipRuleListKeyToIdColl().begin(); it; ++it) {
       if (it.value() == ruleList) checkRoom(s, chip, it.key(), stage);
@@ -214,7 +209,7 @@ void start(Simulator& s) {
                  "bind the rule list under the hardware key (DIR in or out)", ruleListKey});
    s.addCommand({"rulelist", "unkey", "CHIP HWACLINDEX PROTO TABLETYPE DIR",
                  "withdraw the hardware key", ruleListUnkey});
-   s.addCommand({"rulelist", "mg", "CHIP RULELIST STAGE SIPLEN DIPLEN [TYPE]",
+   s.addCommand({"rulelist", "mg", "CHIP RULELIST STAGE SIPLEN DIPLEN [TYPE] [match=FIELDS]",
                  "publish the rule list's mask group at the stage", ruleListMg});
    s.addCommand({"rulelist", "unmg", "CHIP RULELIST [STAGE]",
                  "withdraw the rule list's mask group at the stage, or all of them",

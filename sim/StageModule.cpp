@@ -6,6 +6,7 @@
 
 #include "platform/OrimDataFlow.h"
 #include "sim/ConfigDump.h"
+#include "sim/MaskGroupWords.h"
 #include "sim/Sim.h"
 #include "xpacl/model/XpAaclDefaultProfileStageInfo.h"
 #include "xpacl/stage/XpAclLdeSeProfileMgrSm.h"
@@ -103,13 +104,7 @@ void seProfileConfig(Simulator& s, const Args& a) {
    const Orim::ChipId chip = knownChipArg(s, a, 0);
    const auto ruleList = ruleListArg(a, 1);
    const auto stage = stageArg(a, 2);
-   Orim::MaskGroupDescriptor mgd;
-   mgd.srcIpMaskLengthIs(
-       static_cast<uint8_t>(a.number(3, "source mask length", kMaxMaskLength)));
-   mgd.dstIpMaskLengthIs(
-       static_cast<uint8_t>(a.number(4, "destination mask length", kMaxMaskLength)));
-   mgd.aclTypeIs(a.has(5) ? static_cast<uint8_t>(a.number(5, "ACL type", 255)) : 1);
-   a.atMost(6);
+   const Orim::MaskGroupDescriptor mgd = maskGroupArgs(a, 3, kMaxMaskLength);
    // One notification would carry the removal and the new entry: the driver would find the
    // rule list's entry replaced under its key, which it refuses.
    if (s.world().batch.changed(removedKey(chip, ruleList))) {
@@ -259,7 +254,8 @@ void start(Simulator& s) {
                                                   w.hwCapabilityColl, stageStatus));
    w.hold("aaclLdeSeProfileMgrSm", aaclLdeSeProfileMgrSmFactory(config, status, stageStatus));
 
-   s.addCommand({"seprofile", "config", "CHIP RULELIST STAGE SIPLEN DIPLEN [TYPE]",
+   s.addCommand({"seprofile", "config",
+                 "CHIP RULELIST STAGE SIPLEN DIPLEN [TYPE] [match=FIELDS]",
                  "set the rule list's mask group at the stage (IP mask lengths, ACL type)",
                  seProfileConfig});
    s.addCommand({"seprofile", "remove", "CHIP RULELIST [STAGE]",

@@ -192,7 +192,7 @@ XP_STATUS xpAaclMgTableMgr::writeKeyAndControlData(xpDeviceArg dev, uint32_t mgT
    }
    table[index] = Slot{*entry, true};
    d.validBits[mgTableId][index / 64] |= uint64_t{1} << (index % 64);
-   return XP_NO_ERR;
+   return wrote(opWrite_, devId, mgTableId, index, XP_NO_ERR);
 }
 
 XP_STATUS xpAaclMgTableMgr::readEntry(xpDeviceArg dev, uint32_t mgTableId, uint32_t index,
@@ -220,7 +220,7 @@ XP_STATUS xpAaclMgTableMgr::removeEntry(xpDeviceArg dev, uint32_t mgTableId, uin
    if (!table || !table[index].valid) return XP_ERR_NO_CHANGE;
    table[index] = Slot{};
    d.validBits[mgTableId][index / 64] &= ~(uint64_t{1} << (index % 64));
-   return XP_NO_ERR;
+   return wrote(opRemoveEntry_, devId, mgTableId, index, XP_NO_ERR);
 }
 
 const xpAaclMgTableEntry* xpAaclMgTableMgr::validEntry(xpsDevice_t devId, uint32_t mgTableId,

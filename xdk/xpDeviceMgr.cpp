@@ -2,6 +2,7 @@
 
 #include "xdk/xpLogMgr.h"
 #include "xdk/xpPlatformLayers.h"
+#include "xdk/xpWriteObserver.h"
 
 namespace {
 
@@ -34,6 +35,7 @@ XP_STATUS xpDeviceMgr::addDevice(xpsDevice_t devId, const xpDeviceProfile& profi
       }
    }
    profiles_[devId] = profile;
+   if (xpWriteObserverNow) xpWriteNotify(xpWriteEvent{"device", "addDevice", devId, 0, devId});
    return XP_NO_ERR;
 }
 
@@ -46,6 +48,8 @@ XP_STATUS xpDeviceMgr::removeDevice(xpsDevice_t devId) {
    for (xpPlBase* layer : xpPlatformLayers())
       layer->removeDevice(devId);
    profiles_[devId].reset();
+   if (xpWriteObserverNow)
+      xpWriteNotify(xpWriteEvent{"device", "removeDevice", devId, 0, devId});
    return XP_NO_ERR;
 }
 

@@ -52,7 +52,7 @@ public:
       if (XP_STATUS status = checkEntry(devId, index, entry)) return status;
       tables_[devId].data[index] = *entry;
       tables_[devId].generation = ++modifications_;
-      return XP_NO_ERR;
+      return wrote(opWriteEntry_, devId, 0, index, XP_NO_ERR);
    }
 
    // The chip's view, for the model's own users (not an SDK operation, not counted): the entry

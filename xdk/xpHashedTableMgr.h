@@ -90,7 +90,7 @@ protected:
          indexList->index[indexList->size++] = index;
          if (rehashIndex != index) indexList->index[indexList->size++] = rehashIndex;
       }
-      return result;
+      return wrote(opAddEntry_, devId, 0, indexList->size ? indexList->index[0] : 0, result);
    }
 
    // Rewrites the data of the entry at `index` of `copy`, which must hold the entry's key.
@@ -106,7 +106,8 @@ protected:
       }
       uint32_t at = index;
       uint32_t rehashIndex = index;
-      return t.insert(entry->key, entry->data, at, rehashIndex);
+      return wrote(opWriteEntry_, devId, 0, index,
+                   t.insert(entry->key, entry->data, at, rehashIndex));
    }
 
    // Empties the entry at `index` in every copy; XP_ERR_NO_CHANGE when it was empty.
@@ -116,7 +117,7 @@ protected:
       XP_STATUS result = XP_NO_ERR;
       for (Table& t : tables_[devId])
          result = t.remove(index);
-      return result;
+      return wrote(opRemoveEntry_, devId, 0, index, result);
    }
 
    // The entry at `index` of `copy`, for dumps; XP_ERR_KEY_NOT_FOUND when the place is empty.

@@ -28,7 +28,7 @@ XP_STATUS xpIpXformMgr::writeEntry(xpsDevice_t devId, uint32_t index,
    if (auto injected = enterOp("writeEntry")) return *injected;
    if (XP_STATUS status = checkEntry(devId, index, entry ? &anySlot : nullptr)) return status;
    entries(devId)[index] = xpIpXformSlot{*entry, true};
-   return XP_NO_ERR;
+   return wrote("writeEntry", devId, 0, index, XP_NO_ERR);
 }
 
 XP_STATUS xpIpXformMgr::removeEntry(xpsDevice_t devId, uint32_t index) {
@@ -37,7 +37,7 @@ XP_STATUS xpIpXformMgr::removeEntry(xpsDevice_t devId, uint32_t index) {
    xpIpXformSlot& slot = entries(devId)[index];
    if (!slot.valid) return XP_ERR_NO_CHANGE;
    slot = xpIpXformSlot{};
-   return XP_NO_ERR;
+   return wrote("removeEntry", devId, 0, index, XP_NO_ERR);
 }
 
 XP_STATUS xpIpXformMgr::readEntry(xpsDevice_t devId, uint32_t index, xpIpXformEntry* entry,

@@ -76,14 +76,16 @@ XP_STATUS xpMgksMgr::addEntry(xpDeviceArg dev, uint32_t mgksTableId, const xpMgk
    if (auto injected = enterOp(opAdd_)) return *injected;
    if (XP_STATUS status = checkTable(dev.value, mgksTableId)) return status;
    if (!entry) return XP_ERR_NULL_POINTER;
-   return devices_[dev.value].tables[mgksTableId].insert(matchOf(*entry), *entry, index,
-                                                         reHashIdx);
+   return wrote(opAdd_, dev.value, mgksTableId, index,
+                devices_[dev.value].tables[mgksTableId].insert(matchOf(*entry), *entry, index,
+                                                               reHashIdx));
 }
 
 XP_STATUS xpMgksMgr::removeEntry(xpDeviceArg dev, uint32_t mgksTableId, uint32_t index) {
    if (auto injected = enterOp(opRemove_)) return *injected;
    if (XP_STATUS status = checkTable(dev.value, mgksTableId)) return status;
-   XP_STATUS status = devices_[dev.value].tables[mgksTableId].remove(index);
+   XP_STATUS status = wrote(opRemove_, dev.value, mgksTableId, index,
+                            devices_[dev.value].tables[mgksTableId].remove(index));
    if (status == XP_ERR_INVALID_INDEX) {
       XP_LOG(XP_LOG_MODULE_ACL, XP_LOG_ERROR,
              "Invalid index %u of MGKS table %u on device %d: the table has %u entries\n",

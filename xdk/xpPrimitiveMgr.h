@@ -3,6 +3,7 @@
 #include "xdk/xpDeviceProfile.h"
 #include "xdk/xpStatus.h"
 #include "xdk/xpTypes.h"
+#include "xdk/xpWriteObserver.h"
 
 #include <cstdint>
 #include <deque>
@@ -67,6 +68,21 @@ protected:
       size_t slot;
    };
    OpRef opRef(std::string_view op) { return refOf(slotByName(op)); }
+
+   // Ends an operation that changes the table: a watcher, if any, sees the change once made.
+   //    return wrote(opWrite_, devId, mgTableId, index, status);
+   XP_STATUS wrote(const OpRef& op, xpsDevice_t devId, uint32_t subTable, uint32_t index,
+                   XP_STATUS status) {
+      if (xpWriteObserverNow && status == XP_NO_ERR) [[unlikely]]
+         notifyWritten(cold_[op.slot].name, devId, subTable, index);
+      return status;
+   }
+   XP_STATUS wrote(std::string_view op, xpsDevice_t devId, uint32_t subTable, uint32_t index,
+                   XP_STATUS status) {
+      if (xpWriteObserverNow && status == XP_NO_ERR) [[unlikely]]
+         notifyWritten(op, devId, subTable, index);
+      return status;
+   }
    std::optional<XP_STATUS> enterOp(const OpRef& op) {
       ++*op.calls;
       if (injectedTotal_ == 0) [[likely]]
@@ -90,6 +106,10 @@ private:
          if (hot_[i].literal == op.data()) return i;
       }
       return slotByName(op);
+   }
+   void notifyWritten(std::string_view op, xpsDevice_t devId, uint32_t subTable,
+                      uint32_t index) const {
+      xpWriteNotify(xpWriteEvent{tableName_, op, devId, subTable, index});
    }
    OpRef refOf(size_t slot) { return OpRef{&hot_[slot].calls, slot}; }
    size_t slotByName(std::string_view op);

@@ -8,6 +8,7 @@
 #include "xdk/xpLogMgr.h"
 #include "xdk/xpPlatformLayers.h"
 #include "xdk/xpSdkInit.h"
+#include "xdk/xpWriteObserver.h"
 
 unsigned xpSdkGenerationCount = 0;
 
@@ -23,6 +24,7 @@ struct xpSdkState::Parts {
    std::array<xpPlBase::MgrMap, std::tuple_size_v<decltype(xpPlatformLayers())>> layers;
    xpDeviceMgr::Profiles devices;
    std::deque<xpLogMessage> log;
+   xpWriteObserver* observer = nullptr;
 };
 
 xpSdkState::xpSdkState() = default;
@@ -39,6 +41,7 @@ xpSdkState xpSdkDetach() {
       parts.layers[i] = layers[i]->takeMgrs();
    parts.devices = xpDeviceMgr::instance()->takeProfiles();
    parts.log = xpLogMgr::instance()->takeKept();
+   parts.observer = std::exchange(xpWriteObserverNow, nullptr);
    // Resets what is left (nothing) and installs fresh managers; the generation moves on.
    xpSdkInit();
    return state;
@@ -54,4 +57,5 @@ void xpSdkAttach(xpSdkState state) {
       layers[i]->mgrsIs(std::move(parts.layers[i]));
    xpDeviceMgr::instance()->profilesIs(parts.devices);
    xpLogMgr::instance()->keptIs(std::move(parts.log));
+   xpWriteObserverNow = parts.observer;
 }

@@ -1,7 +1,7 @@
 // The publisher: the difference between two states of a chip, written make before break.
-// Labels come first (prefixes through the two-phase request, checked), then rule lists with
-// their mask groups and the rule-list keys, then new entries, then bindings; what goes away
-// goes after, in the reverse order.
+// Prefix sets are attempted first (the two-phase request, checked), then rule lists with their
+// mask groups and the rule-list keys, then new entries, then the labels they use, then
+// bindings; what goes away goes after, in the reverse order.
 #include <algorithm>
 #include <optional>
 #include <tuple>
@@ -220,12 +220,6 @@ void publishChip(Simulator& s, uint32_t chipValue, const ChipPlan& from, const C
                   std::to_string(to.prefixes[t].labels.size()) +
                   " prefixes it needs (the driver refused the request)");
    }
-   for (int t : {srcTable, dstTable}) {
-      if (from.prefixes[t] != to.prefixes[t]) {
-         activateTable(s, chip, t, from.prefixes[t], to.prefixes[t]);
-      }
-      addPorts(s, chip, t, from.ports[t], to.ports[t]);
-   }
 
    auto config =
        s.world().get<Orim::DataFlowConfig>("dataFlowConfig")->chipDataFlowConfigIs(chip);
@@ -294,6 +288,15 @@ void publishChip(Simulator& s, uint32_t chipValue, const ChipPlan& from, const C
    });
    for (const auto& w : writes)
       stageTable(config, w.stage)->tableIs(w.pos, *w.entry);
+   // Labels after the entries that use them: a new label is a value no packet carries yet, so
+   // its entries wait unseen, and a port or address whose label changes finds its new entries
+   // already there.
+   for (int t : {srcTable, dstTable}) {
+      if (from.prefixes[t] != to.prefixes[t]) {
+         activateTable(s, chip, t, from.prefixes[t], to.prefixes[t]);
+      }
+      addPorts(s, chip, t, from.ports[t], to.ports[t]);
+   }
    // Bindings: a rebound interface moves to its new index in one write.
    for (const auto& [intf, index] : to.intfIndex) {
       const auto it = from.intfIndex.find(intf);

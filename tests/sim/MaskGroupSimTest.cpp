@@ -27,8 +27,8 @@ TEST(MaskGroupSim, BadRulesAreScenarioErrors) {
         "mg.scn:3: bad hash index '8192': larger than 8191\n"},
        {"rule add 4 1 0 0 1 1 0 0 1 colour=red\n",
         "mg.scn:3: unknown option 'colour' (try 'help')\n"},
-       {"rule add 4 1 0 0 1 1 0 0 1 match=tos\n",
-        "mg.scn:3: bad match field 'tos': ttl, frag or proto, joined by +\n"},
+       {"rule add 4 1 0 0 1 1 0 0 1 match=tos\n", "mg.scn:3: bad match field 'tos': ttl, frag, "
+                                                  "proto, sport, dport or est, joined by +\n"},
        {"rule add 4 1 0 0 1 1 0 0 1 sip=0x10000\n",
         "mg.scn:3: bad sip '0x10000': larger than 65535\n"},
        {"rule add 5 1 0 0 1 1 0 0 1\n",
