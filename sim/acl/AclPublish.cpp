@@ -199,6 +199,19 @@ void removeEntry(Norv::Ptr<Orim::ChipDataFlowConfig> config, uint32_t stage,
 
 } // namespace
 
+// The set `to` with the prefixes that become ghosts in it still carrying the label they had
+// live in `from`. A freed label is never given to another prefix in the same change, so the
+// two can stand side by side.
+PrefixSet ghostsKeepingTheirLabels(const PrefixSet& from, const PrefixSet& to) {
+   PrefixSet kept = to;
+   for (const auto& ghost : to.ghosts) {
+      const auto was = from.labels.find(ghost);
+      if (was != from.labels.end() && !from.ghosts.count(ghost))
+         kept.labels[ghost] = was->second;
+   }
+   return kept;
+}
+
 void publishChip(Simulator& s, uint32_t chipValue, const ChipPlan& from, const ChipPlan& to) {
    const Orim::ChipId chip(chipValue);
    checkMgks(s, chip, from, to);
@@ -290,11 +303,13 @@ void publishChip(Simulator& s, uint32_t chipValue, const ChipPlan& from, const C
       stageTable(config, w.stage)->tableIs(w.pos, *w.entry);
    // Labels after the entries that use them: a new label is a value no packet carries yet, so
    // its entries wait unseen, and a port or address whose label changes finds its new entries
-   // already there.
+   // already there. A prefix that lost its last rule keeps its label until the bindings that
+   // reach its old entries are gone (below).
+   const std::array<PrefixSet, 2> kept = {
+       ghostsKeepingTheirLabels(from.prefixes[srcTable], to.prefixes[srcTable]),
+       ghostsKeepingTheirLabels(from.prefixes[dstTable], to.prefixes[dstTable])};
    for (int t : {srcTable, dstTable}) {
-      if (from.prefixes[t] != to.prefixes[t]) {
-         activateTable(s, chip, t, from.prefixes[t], to.prefixes[t]);
-      }
+      if (from.prefixes[t] != kept[t]) activateTable(s, chip, t, from.prefixes[t], kept[t]);
       addPorts(s, chip, t, from.ports[t], to.ports[t]);
    }
    // Bindings: a rebound interface moves to its new index in one write.
@@ -317,6 +332,11 @@ void publishChip(Simulator& s, uint32_t chipValue, const ChipPlan& from, const C
    }
    for (const auto& [vlan, index] : from.vlanIndex) {
       if (!to.vlanIndex.count(vlan)) config->vlanToHwAclIndexDel(Bridging::VlanId(vlan));
+   }
+   // Unbound, the old entries no longer decide anything their ghosts' old labels reach: the
+   // ghosts take their labels now, and find the new entries of their enclosing prefixes.
+   for (int t : {srcTable, dstTable}) {
+      if (kept[t] != to.prefixes[t]) activateTable(s, chip, t, kept[t], to.prefixes[t]);
    }
    for (const auto& [stage, entries] : from.entries) {
       const auto after = to.entries.find(stage);

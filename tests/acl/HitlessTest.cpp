@@ -181,3 +181,25 @@ TEST(HitlessCommand, MistakesAreReported) {
 }
 
 } // namespace
+
+namespace {
+
+// An ACL removed while another keeps the prefix around one of its rules: its prefix becomes a
+// ghost labelled like the enclosing one, which must not happen while the removed ACL is still
+// bound, or its packets would meet its broader deny under the new label.
+TEST_F(Hitless, AGhostTakesItsLabelOnlyOnceItsAclIsUnbound) {
+   play("acl keep rule 10 permit ip src 10.0.0.0/8\n"
+        "acl keep bind 4 intf Ethernet41 in\n"
+        "acl gone rule 10 permit ip src 10.7.0.0/16 proto tcp\n"
+        "acl gone rule 20 deny ip src 10.0.0.0/8\n"
+        "acl gone bind 4 vlan 10 in\n");
+   const xpAclPacket inside = ipv4Packet(4, 41, 10, "10.7.1.1", "172.16.0.1", 6, 80);
+   ASSERT_TRUE(xpAclWalkPacket(inside, false).permit);
+   const HitlessReport r = watch("acl gone remove\n");
+   EXPECT_GT(r.probes, 100u);
+   for (const auto& f : r.findings)
+      EXPECT_FALSE(f.cause.empty()) << findingText(f);
+   EXPECT_TRUE(xpAclWalkPacket(inside, false).permit);
+}
+
+} // namespace
