@@ -9,6 +9,8 @@
 #include "platform/XpVif.h"
 #include "sim/Sim.h"
 #include "sim/Verify.h"
+#include "xdk/xpIfPl.h"
+#include "xdk/xpPortVlanIvifMgr.h"
 #include "xpacl/hwaclid/XpAclChipHwAclIdSm.h"
 #include "xpacl/hwaclid/XpAclHwAclIdSm.h"
 
@@ -81,7 +83,53 @@ std::string staleBindingCause(Simulator& s, const xpChipDifference& d) {
           "and the driver does not resolve a binding again for its index's keys";
 }
 
+// The chip port the driver programs for an interface without a number.
+constexpr uint32_t kNoPort = 65535;
+
+// Whether the live port-VLAN table holds an entry of the VLAN under the port-less number.
+bool portlessEntry(uint32_t device, uint32_t vlan) {
+   const auto* ivif = xpIfPl::instance()->getMgr<xpPortVlanIvifMgr>(
+       xpPrimitiveMgrBase<xpPortVlanIvifMgr>::idAt(0));
+   if (!ivif || device >= XP_MAX_DEVICES) return false;
+   bool found = false;
+   for (const auto& copy : ivif->tables(static_cast<xpsDevice_t>(device))) {
+      copy.forEachValid([&](uint32_t, const xpPortVlanIvifKey& k, const xpPortVlanIvifData&) {
+         found |= k.port == kNoPort && k.vlanId == vlan;
+      });
+   }
+   return found;
+}
+
+// A port-VLAN entry written while its interface had no chip port number sits under the
+// port-less number, and the driver, which follows VIFs and bindings but not port numbers,
+// leaves it there once the number comes; a cold start writes it under the number.
+std::string portNumberCause(Simulator& s, const xpChipDifference& d) {
+   uint32_t port = 0;
+   uint32_t vlan = 0;
+   if (d.table != "xpPortVlanIvifMgr" || !field(d.key, "port", port) ||
+       !field(d.key, "vlan", vlan))
+      return "";
+   auto ports = s.world().get<XpVif::PortVifStatus>("portVifStatus");
+   auto pairs = s.world().get<XpVif::PortVlanVifStatus>("portVlanVifStatus");
+   if (!ports || !pairs) return "";
+   const bool stalePortless = port == kNoPort && d.live && !d.cold;
+   const bool missingNumbered =
+       port != kNoPort && d.cold && !d.live && portlessEntry(d.device, vlan);
+   if (!stalePortless && !missingNumbered) return "";
+   for (auto it = pairs->portVlanToVifMapColl().begin(); it; ++it) {
+      if (it.key().vlanId() != vlan) continue;
+      const XpVif::ChipPort* at = ports->intfToChipPortColl().find(it.key().intfId());
+      if (!at || at->deviceId() != d.device || at->portVif().value() == kNoPort) continue;
+      if (stalePortless || at->portVif().value() == port) {
+         return "the port-VLAN entry was written before its interface had a chip port number "
+                "(under port 65535), and the driver does not follow port numbers";
+      }
+   }
+   return "";
+}
+
 const VerifyCauseRegistration reg({staleBindingCause, nullptr});
+const VerifyCauseRegistration regPort({portNumberCause, nullptr});
 
 } // namespace
 
