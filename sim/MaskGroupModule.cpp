@@ -10,6 +10,7 @@
 #include "sim/ConfigDump.h"
 #include "sim/MaskGroupWords.h"
 #include "sim/Sim.h"
+#include "sim/SimArgs.h"
 #include "xdk/xpAaclMgTableMgr.h"
 #include "xdk/xpAclPl.h"
 #include "xdk/xpAcmBankMgr.h"
@@ -65,7 +66,7 @@ xpAaclMgTableMgr* mgModel() {
 
 // A stage of the chip's pipeline profile.
 Orim::StageId stageArg(Simulator& s, const Orim::ChipId& chip, const Args& a, size_t i) {
-   const Orim::StageId stage(static_cast<uint32_t>(a.number(i, "stage id", kMaxId)));
+   const Orim::StageId stage = stageArg(a, i);
    auto info = s.world().get<AaclProfileStageInfo>("aaclProfileStageInfo");
    auto chipInfo = info->chipProfileStageInfo(XpXdk::deviceIdOf(chip));
    if (!chipInfo || !chipInfo->orimStageIdToLdeIdColl().contains(stage)) {
@@ -236,7 +237,7 @@ void rulePlace(Simulator& s, const Args& a) {
 // A rule can be withdrawn while its device is away: the configuration is the upper layer's.
 void ruleRemove(Simulator& s, const Args& a) {
    const Orim::ChipId chip(static_cast<uint32_t>(a.number(0, "chip id", kMaxChip)));
-   const Orim::StageId stage(static_cast<uint32_t>(a.number(1, "stage id", kMaxId)));
+   const Orim::StageId stage = stageArg(a, 1);
    const Orim::PerStageHashTableKey key(
        static_cast<uint32_t>(a.number(2, "way", kMaxId)),
        static_cast<uint32_t>(a.number(3, "hash index", kMaxId)));

@@ -11,6 +11,7 @@
 #include "sim/MaskGroupWords.h"
 #include "sim/MgksRoom.h"
 #include "sim/Sim.h"
+#include "sim/SimArgs.h"
 #include "xdk/xpAclPl.h"
 #include "xdk/xpMgksMgr.h"
 #include "xpacl/maskgroup/XpAclMgksConfigSm.h"
@@ -23,7 +24,6 @@ namespace {
 using namespace XpAcl;
 
 constexpr uint64_t kMaxChip = 63;
-constexpr uint64_t kMaxId = 0xffffffff;
 constexpr uint64_t kMaxMaskLength = 128;
 
 Orim::ChipId chipArg(const Args& a, size_t i) {
@@ -33,10 +33,6 @@ Orim::ChipId chipArg(const Args& a, size_t i) {
 // The MGKS entry's result holds a rule list id of 8 bits.
 Orim::ChipRuleListId ruleListArg(const Args& a, size_t i) {
    return Orim::ChipRuleListId(static_cast<uint32_t>(a.number(i, "rule list id", 255)));
-}
-
-Orim::StageId stageArg(const Args& a, size_t i) {
-   return Orim::StageId(static_cast<uint32_t>(a.number(i, "stage id", kMaxId)));
 }
 
 // HWACLINDEX PROTO TABLETYPE DIR: the match holds the index in 8 bits.

@@ -37,4 +37,8 @@ uint16_t vlanArg(const Args& a, size_t i) {
    return v;
 }
 
+Orim::StageId stageArg(const Args& a, size_t i) {
+   return Orim::StageId(static_cast<uint32_t>(a.number(i, "stage id", 0xffffffff)));
+}
+
 } // namespace Sim

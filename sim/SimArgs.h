@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/Orim.h"
 #include "platform/Plexo.h"
 #include "platform/PlexoIpGenPrefix.h"
 #include "sim/Sim.h"
@@ -17,5 +18,7 @@ Plexo::IpGenPrefix prefixText(const std::string& w);
 Plexo::IntfId intfArg(const Args& a, size_t i);
 // A VLAN, 1 to 4094.
 uint16_t vlanArg(const Args& a, size_t i);
+// A stage id: any 32-bit number (the driver checks it against the chip's stages).
+Orim::StageId stageArg(const Args& a, size_t i);
 
 } // namespace Sim

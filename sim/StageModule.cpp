@@ -8,6 +8,7 @@
 #include "sim/ConfigDump.h"
 #include "sim/MaskGroupWords.h"
 #include "sim/Sim.h"
+#include "sim/SimArgs.h"
 #include "xpacl/model/XpAaclDefaultProfileStageInfo.h"
 #include "xpacl/stage/XpAclLdeSeProfileMgrSm.h"
 #include "xpacl/stage/XpAclOrimStageMgrSm.h"
@@ -71,10 +72,6 @@ private:
 
 Orim::ChipRuleListId ruleListArg(const Args& a, size_t i) {
    return Orim::ChipRuleListId(static_cast<uint32_t>(a.number(i, "rule list id", kMaxId)));
-}
-
-Orim::StageId stageArg(const Args& a, size_t i) {
-   return Orim::StageId(static_cast<uint32_t>(a.number(i, "stage id", kMaxId)));
 }
 
 std::string chipText(const Orim::ChipId& chip) {
