@@ -37,9 +37,12 @@ VerifyResult verifyColdStart(Simulator& s, bool devicesLast = false);
 // The driver's behaviour that explains a difference of the chip tables, or "".
 std::string chipCause(Simulator& s, const xpChipDifference& d, const xpChipSnapshot& live,
                       const xpChipSnapshot& cold);
-// The driver's behaviour that explains an acknowledgement the live agent has and the cold one
-// has not, or "".
-std::string ackCause(Simulator& s, const std::string& sm, uint32_t chip);
+// The driver's behaviour that explains an acknowledgement that differs from the cold agent's
+// (`live`: the live agent has one and the cold one has not), or "".
+std::string ackCause(Simulator& s, const std::string& sm, uint32_t chip, bool live);
+
+// Whether the live agent has a rule placed at the MG-table index of the chip.
+bool ruleAt(Simulator& s, uint32_t chip, uint32_t mgTable, uint32_t index);
 
 // A module that publishes the driver's inputs in an order of its own may leave the chip unlike
 // a cold start of them in ways it knows: it names the cause of such a difference, or gives "".

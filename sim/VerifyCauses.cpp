@@ -42,6 +42,25 @@ std::vector<Owner> activeAt(Simulator& s, bool src, uint32_t chip,
    return owners;
 }
 
+// Whether a transform reactor of the direction has a request on the chip that it has not
+// acknowledged.
+bool requestNotTakenUp(Simulator& s, const std::string& sm, uint32_t chip) {
+   auto config = s.world().get<Orim::IpGenPrefixConfig>(sm + ".config");
+   auto status = s.world().get<Orim::ResourceStatus>(sm + ".status");
+   auto chipConfig = config ? config->chipIpGenPrefixConfig(Orim::ChipId(chip)) : nullptr;
+   if (!chipConfig || !status || chipConfig->attemptedRequestId() == 0) return false;
+   const auto* ack = status->resourceChipStatusColl().find(Orim::ChipId(chip));
+   return !ack || ack->requestId != chipConfig->attemptedRequestId();
+}
+bool directionNotTakenUp(Simulator& s, bool src, uint32_t chip) {
+   return requestNotTakenUp(s, src ? "SrcV4PrefixXformSm" : "DstV4PrefixXformSm", chip) ||
+          requestNotTakenUp(s, src ? "SrcV6PrefixXformSm" : "DstV6PrefixXformSm", chip);
+}
+constexpr const char* kNotTakenUp =
+    "a prefix request came while the device was down, and the driver takes up a request only "
+    "when its id changes with the device up: the table holds the set of the last request it "
+    "processed";
+
 std::vector<VerifyCauseFinder>& finders() {
    static std::vector<VerifyCauseFinder> f;
    return f;
@@ -76,8 +95,8 @@ std::vector<uint32_t> holding(const xpChipSnapshot& snap, const xpChipDifference
 }
 
 // The rule the live agent placed at the MG-table index of the chip, if any.
-std::optional<Orim::PerStageTableEntry> ruleAt(Simulator& s, uint32_t chip, uint32_t mgTable,
-                                               uint32_t index) {
+std::optional<Orim::PerStageTableEntry> ruleAtIndex(Simulator& s, uint32_t chip,
+                                                    uint32_t mgTable, uint32_t index) {
    auto stages = s.world()
                      .get<XpAcl::AaclStageStatus>("aaclStageStatus")
                      ->aaclChipStageStatus(Orim::ChipId(chip));
@@ -109,10 +128,14 @@ std::string counterCause(Simulator& s, const xpChipDifference& d) {
        live.replace(at, none.size(), " counter some ") != d.cold->what())
       return "";
    const uint32_t table = static_cast<uint32_t>(std::stoul(d.table.substr(17)));
-   const auto rule = ruleAt(s, d.device, table, d.live->index);
+   const auto rule = ruleAtIndex(s, d.device, table, d.live->index);
    if (!rule || !rule->counting()) return "";
    return "the counted rule was handed counter 0 (none), which the driver puts back on the "
           "free counters when it removes an entry without a counter";
+}
+
+bool ruleAt(Simulator& s, uint32_t chip, uint32_t mgTable, uint32_t index) {
+   return ruleAtIndex(s, chip, mgTable, index).has_value();
 }
 
 // What the driver's own order of writes leaves, or "".
@@ -121,6 +144,7 @@ std::string driverCause(Simulator& s, const xpChipDifference& d, const xpChipSna
    if (std::string c = counterCause(s, d); !c.empty()) return c;
    const bool src = d.table == "xpIpXformMgr.src";
    if (!src && d.table != "xpIpXformMgr.dst") return "";
+   if (directionNotTakenUp(s, src, d.device)) return kNotTakenUp;
    const uint32_t index = (d.live ? d.live : d.cold)->index;
    const auto owners = activeAt(s, src, d.device, index);
    // An activation rewrites the prefixes of its set and leaves the indexes it no longer uses
@@ -162,7 +186,9 @@ std::string chipCause(Simulator& s, const xpChipDifference& d, const xpChipSnaps
    return "";
 }
 
-std::string ackCause(Simulator& s, const std::string& sm, uint32_t chip) {
+std::string ackCause(Simulator& s, const std::string& sm, uint32_t chip, bool live) {
+   if (sm.rfind("L4", 0) != 0 && requestNotTakenUp(s, sm, chip)) return kNotTakenUp;
+   if (!live) return "";
    const Orim::ChipId id(chip);
    const bool removed =
        sm.rfind("L4", 0) == 0

@@ -205,8 +205,7 @@ VerifyResult verifyColdStart(Simulator& s, bool devicesLast) {
       };
       const std::string text = "ack of " + key.first + " chip " + std::to_string(key.second) +
                                ": live " + side(l, inLive) + ", cold " + side(c, inCold);
-      r.differences.push_back(
-          {text, inLive && !inCold ? ackCause(s, key.first, key.second) : std::string()});
+      r.differences.push_back({text, ackCause(s, key.first, key.second, inLive && !inCold)});
    }
    return r;
 }
