@@ -67,15 +67,15 @@ std::string withdrawnWhileDown(Simulator& s, const xpChipDifference& d) {
    auto watch = s.world().get<DownWatch>("verifyDownWatch");
    const std::string* then = watch ? watch->heldWhenDown(d) : nullptr;
    if (!then || *then != d.live->value) return "";
-   const auto table = static_cast<uint32_t>(std::stoul(d.table.substr(std::string(kMgTable).size())));
+   const auto table =
+       static_cast<uint32_t>(std::stoul(d.table.substr(std::string(kMgTable).size())));
    if (ruleAt(s, d.device, table, d.live->index)) return "";
    return "the rule was withdrawn while its device was down: the driver forgets a device's "
           "entries when it goes down and writes only the rules then present when it returns";
 }
 
 void start(Simulator& s) {
-   s.world().hold("verifyDownWatch",
-                  Norv::Ptr<DownWatch>(new DownWatch(s.world().devices)));
+   s.world().hold("verifyDownWatch", Norv::Ptr<DownWatch>(new DownWatch(s.world().devices)));
 }
 
 const ModuleRegistration reg({"verify-down", 95, start, nullptr});

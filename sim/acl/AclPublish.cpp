@@ -199,15 +199,16 @@ void removeEntry(Norv::Ptr<Orim::ChipDataFlowConfig> config, uint32_t stage,
 
 } // namespace
 
-// The set `to` with the prefixes that become ghosts in it still carrying the label they had
-// live in `from`. A freed label is never given to another prefix in the same change, so the
-// two can stand side by side.
+// The set `to` with its ghosts still carrying the label they had in `from`, live or ghost
+// already: a ghost labelled like an enclosing prefix that loses its last rule in the same
+// change is relabelled with it, and the old entries still decide until their bindings go. A
+// freed label is never given to another prefix in the same change, so the two can stand side
+// by side.
 PrefixSet ghostsKeepingTheirLabels(const PrefixSet& from, const PrefixSet& to) {
    PrefixSet kept = to;
    for (const auto& ghost : to.ghosts) {
       const auto was = from.labels.find(ghost);
-      if (was != from.labels.end() && !from.ghosts.count(ghost))
-         kept.labels[ghost] = was->second;
+      if (was != from.labels.end()) kept.labels[ghost] = was->second;
    }
    return kept;
 }

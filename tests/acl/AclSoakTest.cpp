@@ -114,6 +114,9 @@ private:
 };
 
 TEST(AclSoak, EveryStepEqualsAColdStartAndSampledStepsAreHitless) {
+   // The first step: a long run can be played in parts side by side (each part restarts its
+   // configuration on a multiple of ACL_SOAK_RESTART_EVERY, as one whole run would).
+   const uint64_t from = envNumber("ACL_SOAK_FROM", 0);
    const uint64_t steps = envNumber("ACL_SOAK_STEPS", kSteps);
    const uint64_t seed = envNumber("ACL_SOAK_SEED", 7);
    const uint64_t hitlessEvery = envNumber("ACL_SOAK_HITLESS_EVERY", 20);
@@ -130,8 +133,9 @@ TEST(AclSoak, EveryStepEqualsAColdStartAndSampledStepsAreHitless) {
       verified += soak->verified_;
       unwritable += soak->unwritable_;
    };
-   for (uint64_t i = 0; i < steps; ++i) {
-      if (i % restartEvery == 0) {
+   const uint64_t first = from / restartEvery * restartEvery;
+   for (uint64_t i = first; i < first + steps; ++i) {
+      if (!soak || i % restartEvery == 0) {
          if (soak) tally();
          soak.reset(); // one agent at a time: they share the chip model
          soak = std::make_unique<Soak>(seed + i);

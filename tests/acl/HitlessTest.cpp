@@ -202,4 +202,25 @@ TEST_F(Hitless, AGhostTakesItsLabelOnlyOnceItsAclIsUnbound) {
    EXPECT_TRUE(xpAclWalkPacket(inside, false).permit);
 }
 
+// A prefix that is already a ghost, labelled like its enclosing live prefix, keeps that label
+// too while the ACL whose prefix that was is still bound: when the enclosing prefix loses its
+// last rule in the same change, both take their new ghost label only once it is unbound.
+// Found by the soak (seed 33507): an egress ACL unbound, its packets met its deny.
+TEST_F(Hitless, AGhostOfAGhostTakesItsLabelOnlyOnceItsAclIsUnbound) {
+   play("acl wide rule 10 permit ip dst 10.0.0.0/16\n"
+        "acl wide rule 20 deny ip\n"
+        "acl wide bind 4 intf Ethernet41 out\n"
+        "acl narrow rule 10 deny ip dst 10.0.1.0/24 proto udp\n"
+        "acl narrow bind 4 vlan 10 in\n"
+        "acl narrow rule 10 deny ip dst 172.16.0.0/12 proto udp\n"
+        // Bound nowhere: it only puts the ghost's prefix among the probes.
+        "acl spare rule 10 deny ip dst 10.0.1.0/24\n");
+   // Unbound, its egress entry goes after the port's ingress entry is written: a packet leaving
+   // meets the old entries for the length of that write.
+   const HitlessReport r = watch("acl wide unbind 4 intf Ethernet41 out\n");
+   EXPECT_GT(r.probes, 100u);
+   for (const auto& f : r.findings)
+      EXPECT_FALSE(f.cause.empty()) << findingText(f);
+}
+
 } // namespace
