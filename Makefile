@@ -52,11 +52,14 @@ acl-soak:
 SOAK_STEPS ?= 100000
 SOAK_SEED ?= 7
 SOAK_HITLESS_EVERY ?= 20
+# The first step: a long run can be played in parts side by side.
+SOAK_FROM ?= 0
 soak:
 	cmake --preset $(PRESET) >/dev/null
 	cmake --build --preset $(PRESET) --target test_acl
 	cd build/$(PRESET) && ACL_SOAK_STEPS=$(SOAK_STEPS) ACL_SOAK_SEED=$(SOAK_SEED) \
-	  ACL_SOAK_HITLESS_EVERY=$(SOAK_HITLESS_EVERY) ./test_acl --gtest_filter='AclSoak.*'
+	  ACL_SOAK_HITLESS_EVERY=$(SOAK_HITLESS_EVERY) ACL_SOAK_FROM=$(SOAK_FROM) \
+	  ./test_acl --gtest_filter='AclSoak.*'
 
 bench: build
 	@for b in build/$(PRESET)/bench_*; do echo "== $$b"; $$b; done
