@@ -12,44 +12,83 @@ constexpr uint64_t kEndStep = 16;
 } // namespace
 
 std::vector<PortRange> elementaryIntervals(const std::set<PortRange>& ranges) {
+   return elementaryIntervals(std::vector<PortRange>(ranges.begin(), ranges.end()));
+}
+
+std::vector<PortRange> elementaryIntervals(const std::vector<PortRange>& ranges) {
    // +1 at a range's first port, -1 after its last; a cut wherever coverage may change.
-   std::map<uint32_t, int> delta;
+   std::vector<std::pair<uint32_t, int>> delta;
+   delta.reserve(2 * ranges.size());
    for (const auto& r : ranges) {
-      ++delta[r.first];
-      --delta[uint32_t{r.last} + 1];
+      delta.push_back({r.first, 1});
+      delta.push_back({uint32_t{r.last} + 1, -1});
    }
+   std::sort(delta.begin(), delta.end());
    std::vector<PortRange> out;
    int depth = 0;
-   for (auto it = delta.begin(); it != delta.end(); ++it) {
-      depth += it->second;
-      const auto next = std::next(it);
-      if (depth > 0 && next != delta.end()) {
-         out.push_back(
-             {static_cast<uint16_t>(it->first), static_cast<uint16_t>(next->first - 1)});
+   for (size_t i = 0; i < delta.size();) {
+      const uint32_t at = delta[i].first;
+      for (; i < delta.size() && delta[i].first == at; ++i)
+         depth += delta[i].second;
+      if (depth > 0 && i < delta.size()) {
+         out.push_back({static_cast<uint16_t>(at), static_cast<uint16_t>(delta[i].first - 1)});
       }
    }
    return out;
 }
 
-std::vector<uint32_t> portLabels(const PortRange& r,
-                                 const std::map<PortRange, uint32_t>& intervals) {
-   std::vector<uint32_t> out;
-   for (auto it = intervals.lower_bound({r.first, 0}); it != intervals.end(); ++it) {
+namespace {
+
+template <class It>
+void intervalLabels(const PortRange& r, It it, It end, std::vector<uint32_t>& out) {
+   for (; it != end; ++it) {
       if (it->first.first > r.last) break;
       if (it->first.last <= r.last) out.push_back(it->second);
    }
+}
+
+// The prefixes inside p follow p itself in the table's order (family, address, length).
+template <class It>
+void containedLabels(const Plexo::IpGenPrefix& p, It it, It end, std::vector<uint32_t>& out) {
+   const size_t from = out.size();
+   for (; it != end && prefixContains(p, it->first); ++it)
+      out.push_back(it->second);
+   if (out.size() - from > 1) {
+      std::sort(out.begin() + from, out.end());
+      out.erase(std::unique(out.begin() + from, out.end()), out.end());
+   }
+}
+
+} // namespace
+
+std::vector<uint32_t> portLabels(const PortRange& r,
+                                 const std::map<PortRange, uint32_t>& intervals) {
+   std::vector<uint32_t> out;
+   intervalLabels(r, intervals.lower_bound({r.first, 0}), intervals.end(), out);
    return out;
+}
+
+void portLabels(const PortRange& r, const FlatIntervals& intervals,
+                std::vector<uint32_t>& out) {
+   const auto it =
+       std::lower_bound(intervals.begin(), intervals.end(), PortRange{r.first, 0},
+                        [](const auto& iv, const PortRange& key) { return iv.first < key; });
+   intervalLabels(r, it, intervals.end(), out);
 }
 
 std::vector<uint32_t> prefixLabels(const Plexo::IpGenPrefix& p,
                                    const std::map<Plexo::IpGenPrefix, uint32_t>& table) {
    std::vector<uint32_t> out;
-   // Order is family, address, length: the prefixes inside p follow p itself.
-   for (auto it = table.lower_bound(p); it != table.end() && prefixContains(p, it->first); ++it)
-      out.push_back(it->second);
-   std::sort(out.begin(), out.end());
-   out.erase(std::unique(out.begin(), out.end()), out.end());
+   containedLabels(p, table.lower_bound(p), table.end(), out);
    return out;
+}
+
+void prefixLabels(const Plexo::IpGenPrefix& p, const FlatPrefixes& table,
+                  std::vector<uint32_t>& out) {
+   const auto it = std::lower_bound(
+       table.begin(), table.end(), p,
+       [](const auto& entry, const Plexo::IpGenPrefix& key) { return entry.first < key; });
+   containedLabels(p, it, table.end(), out);
 }
 
 uint32_t ghostLabel(const Plexo::IpGenPrefix& ghost,
