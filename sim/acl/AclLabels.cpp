@@ -118,10 +118,14 @@ std::map<uint32_t, uint32_t> assignPriorities(const std::vector<uint32_t>& order
       }
    }
    std::map<uint32_t, uint32_t> out;
+   // Rules come in sequence order, so each goes at the end of the map.
+   const auto put = [&](uint32_t seq, uint64_t priority) {
+      out.emplace_hint(out.end(), seq, static_cast<uint32_t>(priority));
+   };
    bool fits = true;
    for (size_t i = 0; i < order.size() && fits;) {
       if (kept[i]) {
-         out[order[i]] = *kept[i];
+         put(order[i], *kept[i]);
          ++i;
          continue;
       }
@@ -142,9 +146,8 @@ std::map<uint32_t, uint32_t> assignPriorities(const std::vector<uint32_t>& order
       const uint64_t step = atEnd ? std::min<uint64_t>(kEndStep, even) : even;
       for (uint64_t k = 0; k < n; ++k) {
          const bool fromBelow = i == 0 && j < order.size();
-         out[order[i + k]] = static_cast<uint32_t>(
-             atEnd ? (fromBelow ? lo + (n - k) * step : hi - (k + 1) * step)
-                   : hi - (k + 1) * (hi - lo) / (n + 1));
+         put(order[i + k], atEnd ? (fromBelow ? lo + (n - k) * step : hi - (k + 1) * step)
+                                 : hi - (k + 1) * (hi - lo) / (n + 1));
       }
       i = j;
    }
@@ -155,7 +158,7 @@ std::map<uint32_t, uint32_t> assignPriorities(const std::vector<uint32_t>& order
    const uint64_t n = order.size();
    const uint64_t gaps = max + 1 >= 2 * n + 1 ? 2 * n + 1 : n + 1;
    for (uint64_t k = 0; k < n; ++k)
-      out[order[k]] = static_cast<uint32_t>(max + 1 - (k + 1) * (max + 1) / gaps);
+      put(order[k], max + 1 - (k + 1) * (max + 1) / gaps);
    return out;
 }
 
