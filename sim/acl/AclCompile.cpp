@@ -57,9 +57,10 @@ std::vector<std::pair<K, uint32_t>> flat(const std::map<K, uint32_t>& m) {
    return {m.begin(), m.end()};
 }
 
+// Rules are often written in the order of their fields: such a vector needs no sorting.
 template <class K>
 void sortUnique(std::vector<K>& v) {
-   std::sort(v.begin(), v.end());
+   if (!std::is_sorted(v.begin(), v.end())) std::sort(v.begin(), v.end());
    v.erase(std::unique(v.begin(), v.end()), v.end());
 }
 
@@ -421,25 +422,31 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
             auto published =
                 view.config ? view.config->stageHashTable(Orim::StageId(stage)) : nullptr;
             const auto desc = view.cap->stageHashTableDescriptor(Orim::StageId(stage));
-            std::string tried;
+            std::vector<Position> tried;
             bool placed = false;
             for (uint32_t way = 0; way < view.ways && !placed; ++way) {
                const uint32_t h =
                    view.pd->getHash(k, desc, mgd, static_cast<uint8_t>(way), aclId);
                const Position pos(way, h);
-               if (table.count(pos) || (published && published->tableColl().contains(pos))) {
-                  tried += (tried.empty() ? "" : ", ") + std::to_string(way) + ":" +
-                           std::to_string(h);
+               const auto at = table.lower_bound(pos);
+               if ((at != table.end() && at->first == pos) ||
+                   (published && published->tableColl().contains(pos))) {
+                  tried.push_back(pos);
                   continue;
                }
                e.ruleIdIs(plan.nextRuleId++);
-               table[pos] = {e, key.acl, seq};
+               table.emplace_hint(at, pos, PlacedEntry{e, key.acl, seq});
                placed = true;
             }
             if (!placed) {
+               std::string ways;
+               for (const auto& pos : tried) {
+                  ways += (ways.empty() ? "" : ", ") + std::to_string(pos.way()) + ":" +
+                          std::to_string(pos.hashIndex());
+               }
                throw Error(chipText(chip) + ": no room for rule " + std::to_string(seq) +
                            " of ACL " + key.acl + " at stage " + std::to_string(stage) +
-                           ": every way is taken where it hashes (way:index " + tried + ")");
+                           ": every way is taken where it hashes (way:index " + ways + ")");
             }
          }
       }
