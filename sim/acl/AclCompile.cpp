@@ -5,6 +5,7 @@
 #include <tuple>
 #include <vector>
 
+#include "norv/FlatHashMap.h"
 #include "platform/OrimDataFlow.h"
 #include "sim/acl/AclCompiler.h"
 #include "sim/acl/AclLabels.h"
@@ -189,6 +190,24 @@ KeyFields keyFields(const Orim::PDKeyValue& k) {
            k.ttl(),        k.established(), k.fragment(),     k.protocol()};
 }
 using Identity = std::tuple<uint32_t, uint32_t, bool, uint32_t, KeyFields>;
+
+// A key matched at a stage of a rule list, packed for the set of keys its rules already hold:
+// one lookup per entry in a flat table.
+struct TakenKey {
+   uint64_t ips = 0, ports = 0, rest = 0;
+   bool operator==(const TakenKey&) const = default;
+   size_t hash() const {
+      uint64_t h = (ips ^ (ports * 0x9e3779b97f4a7c15ull)) * 0xbf58476d1ce4e5b9ull;
+      h = (h ^ (h >> 31) ^ rest) * 0x94d049bb133111ebull;
+      return static_cast<size_t>(h ^ (h >> 29));
+   }
+};
+TakenKey takenKey(uint32_t stage, const Orim::PDKeyValue& k) {
+   return {uint64_t{k.srcIpLabel()} << 32 | k.dstIpLabel(),
+           uint64_t{k.srcPortLabel()} << 32 | k.dstPortLabel(),
+           uint64_t{stage} << 32 | uint64_t{k.ttl()} << 24 | uint64_t{k.established()} << 16 |
+               uint64_t{k.fragment()} << 8 | k.protocol()};
+}
 Identity identityOf(uint32_t stage, const Orim::PerStageTableEntry& e) {
    return {stage, e.aclId().chipRuleListId().value(),
            e.aclId().direction() == Orim::AclDirection::out, mgdKey(e.maskGroupDescriptor()),
@@ -388,7 +407,8 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
       for (const auto& [text, stage] : stages)
          plan.stageMg[listId][stage] = mgds[text];
       // Entries, first rule first: a key a higher rule already holds is that rule's.
-      std::set<std::pair<uint32_t, KeyFields>> taken;
+      Norv::FlatHashMap<TakenKey, bool> taken;
+      taken.reserve(acl.rules.size());
       const Orim::AclId aclId(Orim::ChipRuleListId(listId),
                               key.egress ? Orim::AclDirection::out : Orim::AclDirection::in);
       for (const auto& [seq, r] : acl.rules) {
@@ -402,7 +422,7 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
                         std::to_string(kMaxEntriesPerRule) + " entries");
          }
          for (const auto& k : keys) {
-            if (!taken.insert({stage, keyFields(k)}).second) continue;
+            if (!taken.insert(takenKey(stage, k), true).second) continue;
             Orim::PerStageTableEntry e;
             e.aclIdIs(aclId);
             e.pdKeyIs(k);

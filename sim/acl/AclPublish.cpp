@@ -145,19 +145,20 @@ void addPorts(Simulator& s, const Orim::ChipId& chip, int t,
               const std::map<PortRange, uint32_t>& to) {
    if (from == to) return;
    auto c = portConfig(s, t, chip);
-   std::vector<PortRange> added;
+   std::vector<std::pair<PortRange, uint32_t>> added;
    for (const auto& [r, l] : to) {
       const auto it = from.find(r);
-      if (it == from.end() || it->second != l) added.push_back(r);
+      if (it == from.end() || it->second != l) added.push_back({r, l});
    }
    if (added.empty()) return;
    for (const auto& [r, l] : from) {
       if (to.count(r)) continue;
-      if (std::any_of(added.begin(), added.end(), [&](const auto& n) { return overlap(r, n); }))
+      if (std::any_of(added.begin(), added.end(),
+                      [&](const auto& n) { return overlap(r, n.first); }))
          c->activeXformDel({r.first, r.last});
    }
-   for (const auto& r : added)
-      c->activeXformIs({r.first, r.last}, Orim::XformedPortRange{uint16_t(to.at(r))});
+   for (const auto& [r, l] : added)
+      c->activeXformIs({r.first, r.last}, Orim::XformedPortRange{uint16_t(l)});
    raisePortRequest(s, t, chip);
 }
 
