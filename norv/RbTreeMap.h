@@ -200,6 +200,17 @@ private:
    std::pair<V*, bool> emplace(const K& k, A&&... a) {
       Node* parent = nullptr;
       Node** link = &root_;
+      // Sets are often written in key order: a key above the greatest goes right of it, where
+      // the descent would take it, after one comparison instead of two per level.
+      if (root_) {
+         Node* last = root_;
+         while (last->right)
+            last = last->right;
+         if (less_(last->key, k)) {
+            parent = last;
+            link = &last->right;
+         }
+      }
       while (*link) {
          parent = *link;
          if (less_(k, parent->key)) {

@@ -1,6 +1,7 @@
 #include "platform/PlexoIpGenPrefix.h"
 
 #include <cstdio>
+#include <string_view>
 #include <vector>
 
 namespace Plexo {
@@ -18,7 +19,7 @@ void maskTo(std::array<uint32_t, N>& words, size_t first, unsigned len) {
    }
 }
 
-bool parseNumber(const std::string& s, unsigned base, unsigned max, unsigned& out) {
+bool parseNumber(std::string_view s, unsigned base, unsigned max, unsigned& out) {
    if (s.empty() || s.size() > (base == 10 ? 3u : 4u)) return false;
    out = 0;
    for (char c : s) {
@@ -37,36 +38,39 @@ bool parseNumber(const std::string& s, unsigned base, unsigned max, unsigned& ou
    return out <= max;
 }
 
-std::vector<std::string> split(const std::string& s, char sep) {
-   std::vector<std::string> parts(1);
-   for (char c : s) {
-      if (c == sep) {
-         parts.emplace_back();
-      } else {
-         parts.back() += c;
-      }
+// The parts of `s` between separators, views into it: rules full of prefixes are read in bulk.
+std::vector<std::string_view> split(std::string_view s, char sep) {
+   std::vector<std::string_view> parts;
+   for (size_t start = 0;;) {
+      const size_t at = s.find(sep, start);
+      parts.push_back(s.substr(start, at == std::string_view::npos ? at : at - start));
+      if (at == std::string_view::npos) return parts;
+      start = at + 1;
    }
-   return parts;
 }
 
-std::optional<uint32_t> parseV4(const std::string& s) {
-   const auto parts = split(s, '.');
-   if (parts.size() != 4) return std::nullopt;
+std::optional<uint32_t> parseV4(std::string_view s) {
    uint32_t a = 0;
-   for (const auto& p : parts) {
+   for (size_t start = 0, n = 0;; ++n) {
+      const size_t dot = s.find('.', start);
       unsigned v;
-      if (!parseNumber(p, 10, 255, v)) return std::nullopt;
+      if (n == 4 ||
+          !parseNumber(s.substr(start, dot == std::string_view::npos ? dot : dot - start), 10,
+                       255, v)) {
+         return std::nullopt;
+      }
       a = (a << 8) | v;
+      if (dot == std::string_view::npos) return n == 3 ? std::optional(a) : std::nullopt;
+      start = dot + 1;
    }
-   return a;
 }
 
 // Appends the 16-bit groups of one side of "::"; a dotted quad may end the address.
-bool parseGroups(const std::string& s, bool last, std::vector<uint16_t>& out) {
+bool parseGroups(std::string_view s, bool last, std::vector<uint16_t>& out) {
    if (s.empty()) return true;
    const auto parts = split(s, ':');
    for (size_t i = 0; i < parts.size(); ++i) {
-      if (last && i + 1 == parts.size() && parts[i].find('.') != std::string::npos) {
+      if (last && i + 1 == parts.size() && parts[i].find('.') != std::string_view::npos) {
          const auto v4 = parseV4(parts[i]);
          if (!v4) return false;
          out.push_back(static_cast<uint16_t>(*v4 >> 16));
@@ -80,7 +84,7 @@ bool parseGroups(const std::string& s, bool last, std::vector<uint16_t>& out) {
    return true;
 }
 
-std::optional<std::array<uint32_t, 4>> parseV6(const std::string& s) {
+std::optional<std::array<uint32_t, 4>> parseV6(std::string_view s) {
    std::vector<uint16_t> head, tail;
    const size_t gap = s.find("::");
    if (gap == std::string::npos) {
@@ -114,10 +118,11 @@ IpGenPrefix::IpGenPrefix(const Ip6Prefix& p)
 
 std::optional<IpGenPrefix> IpGenPrefix::fromText(const std::string& s) {
    const size_t slash = s.find('/');
-   const std::string addr = s.substr(0, slash);
-   const bool v6 = addr.find(':') != std::string::npos;
+   const std::string_view addr = std::string_view(s).substr(0, slash);
+   const bool v6 = addr.find(':') != std::string_view::npos;
    unsigned len = v6 ? 128 : 32;
-   if (slash != std::string::npos && !parseNumber(s.substr(slash + 1), 10, len, len)) {
+   if (slash != std::string::npos &&
+       !parseNumber(std::string_view(s).substr(slash + 1), 10, len, len)) {
       return std::nullopt;
    }
    if (v6) {

@@ -44,6 +44,14 @@ public:
 
    auto operator<=>(const IpGenPrefix&) const = default;
    bool operator==(const IpGenPrefix&) const = default;
+   // The order of <=>, inline: ordered maps and sorted tables of prefixes compare a lot.
+   friend bool operator<(const IpGenPrefix& a, const IpGenPrefix& b) {
+      if (a.type_ != b.type_) return a.type_ < b.type_;
+      for (size_t i = 0; i < 4; ++i) {
+         if (a.words_[i] != b.words_[i]) return a.words_[i] < b.words_[i];
+      }
+      return a.len_ < b.len_;
+   }
    size_t hash() const;
    // "10.0.0.0/8", "2001:db8::/32"; "none" for a prefix of no family.
    std::string text() const;

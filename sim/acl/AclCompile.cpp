@@ -1,9 +1,11 @@
 // The compiler: from the ACLs bound on a chip, the chip's labels, rule lists and their mask
 // groups per stage, rule-list keys, hardware ACL indexes and placed MG-table entries.
 #include <algorithm>
+#include <array>
 #include <tuple>
 #include <vector>
 
+#include "norv/FlatHashMap.h"
 #include "platform/OrimDataFlow.h"
 #include "sim/acl/AclCompiler.h"
 #include "sim/acl/AclLabels.h"
@@ -43,12 +45,28 @@ uint8_t tableType(bool routed, bool ipv6) {
 }
 
 template <class K>
-std::set<uint32_t> valuesOf(const std::map<K, uint32_t>& m) {
-   std::set<uint32_t> out;
+std::vector<uint32_t> valuesOf(const std::map<K, uint32_t>& m) {
+   std::vector<uint32_t> out;
+   out.reserve(m.size());
    for (const auto& [k, v] : m)
-      out.insert(v);
+      out.push_back(v);
    return out;
 }
+
+template <class K>
+std::vector<std::pair<K, uint32_t>> flat(const std::map<K, uint32_t>& m) {
+   return {m.begin(), m.end()};
+}
+
+// Rules are often written in the order of their fields: such a vector needs no sorting.
+template <class K>
+void sortUnique(std::vector<K>& v) {
+   if (!std::is_sorted(v.begin(), v.end())) std::sort(v.begin(), v.end());
+   v.erase(std::unique(v.begin(), v.end()), v.end());
+}
+
+// The ACLs bound on the chip, by name.
+using Bound = std::map<std::string, const Acl*>;
 
 // The chip's hashing and tables, as the compiler needs them to place entries.
 struct ChipView {
@@ -103,46 +121,66 @@ uint32_t mgdKey(const Orim::MaskGroupDescriptor& m) {
           uint32_t{m.ipFrag()} << 28 | uint32_t{m.established()} << 29;
 }
 
-// The match keys of a rule: the cross product of each matched field's labels.
-std::vector<Orim::PDKeyValue> expand(const Rule& r, const ChipPlan& plan) {
-   const auto one = [](bool on, std::vector<uint32_t> labels) {
-      return on ? labels : std::vector<uint32_t>{0};
-   };
-   const auto sips =
-       one(r.src.has_value(), r.src ? prefixLabels(*r.src, plan.prefixes[srcTable].labels)
-                                    : std::vector<uint32_t>{});
-   const auto dips =
-       one(r.dst.has_value(), r.dst ? prefixLabels(*r.dst, plan.prefixes[dstTable].labels)
-                                    : std::vector<uint32_t>{});
-   const auto sports =
-       one(r.sport.has_value(),
-           r.sport ? portLabels(*r.sport, plan.ports[srcTable]) : std::vector<uint32_t>{});
-   const auto dports =
-       one(r.dport.has_value(),
-           r.dport ? portLabels(*r.dport, plan.ports[dstTable]) : std::vector<uint32_t>{});
-   std::vector<Orim::PDKeyValue> out;
-   if (sips.size() * dips.size() * sports.size() * dports.size() > kMaxEntriesPerRule)
-      return out;
-   Orim::PDKeyValue k;
-   k.ttlIs(r.ttl.value_or(0));
-   k.protocolIs(r.protocol.value_or(0));
-   k.fragmentIs(r.fragment);
-   k.establishedIs(r.established ? 1 : 0);
-   for (uint32_t sip : sips) {
-      for (uint32_t dip : dips) {
-         for (uint32_t sp : sports) {
-            for (uint32_t dp : dports) {
-               k.srcIpLabelIs(sip);
-               k.dstIpLabelIs(dip);
-               k.srcPortLabelIs(sp);
-               k.dstPortLabelIs(dp);
-               out.push_back(k);
+// A chip's label tables flattened for the many lookups of rule expansion, and the buffers
+// each rule's expansion reuses.
+struct Expander {
+   explicit Expander(const ChipPlan& plan)
+       : prefixes{flat(plan.prefixes[srcTable].labels), flat(plan.prefixes[dstTable].labels)},
+         ports{flat(plan.ports[srcTable]), flat(plan.ports[dstTable])} {}
+   std::array<FlatPrefixes, 2> prefixes;
+   std::array<FlatIntervals, 2> ports;
+   std::array<std::vector<uint32_t>, 4>
+       labels; // source, destination IP; source, destination port
+   std::vector<Orim::PDKeyValue> keys;
+
+   // The match keys of a rule: the cross product of each matched field's labels. Nothing when
+   // there would be more than kMaxEntriesPerRule.
+   const std::vector<Orim::PDKeyValue>& expand(const Rule& r) {
+      for (auto& l : labels)
+         l.clear();
+      keys.clear();
+      const auto prefix = [&](const std::optional<Plexo::IpGenPrefix>& p, int t) {
+         if (p) {
+            prefixLabels(*p, prefixes[t], labels[t]);
+         } else {
+            labels[t].push_back(0);
+         }
+      };
+      const auto port = [&](const std::optional<PortRange>& p, int t) {
+         if (p) {
+            portLabels(*p, ports[t], labels[2 + t]);
+         } else {
+            labels[2 + t].push_back(0);
+         }
+      };
+      prefix(r.src, srcTable);
+      prefix(r.dst, dstTable);
+      port(r.sport, srcTable);
+      port(r.dport, dstTable);
+      const auto& [sips, dips, sports, dports] = labels;
+      if (sips.size() * dips.size() * sports.size() * dports.size() > kMaxEntriesPerRule)
+         return keys;
+      Orim::PDKeyValue k;
+      k.ttlIs(r.ttl.value_or(0));
+      k.protocolIs(r.protocol.value_or(0));
+      k.fragmentIs(r.fragment);
+      k.establishedIs(r.established ? 1 : 0);
+      for (uint32_t sip : sips) {
+         for (uint32_t dip : dips) {
+            for (uint32_t sp : sports) {
+               for (uint32_t dp : dports) {
+                  k.srcIpLabelIs(sip);
+                  k.dstIpLabelIs(dip);
+                  k.srcPortLabelIs(sp);
+                  k.dstPortLabelIs(dp);
+                  keys.push_back(k);
+               }
             }
          }
       }
+      return keys;
    }
-   return out;
-}
+};
 
 // What makes an entry the same entry across compilations: where its key is matched and the key.
 using KeyFields =
@@ -152,58 +190,82 @@ KeyFields keyFields(const Orim::PDKeyValue& k) {
            k.ttl(),        k.established(), k.fragment(),     k.protocol()};
 }
 using Identity = std::tuple<uint32_t, uint32_t, bool, uint32_t, KeyFields>;
+
+// A key matched at a stage of a rule list, packed for the set of keys its rules already hold:
+// one lookup per entry in a flat table.
+struct TakenKey {
+   uint64_t ips = 0, ports = 0, rest = 0;
+   bool operator==(const TakenKey&) const = default;
+   size_t hash() const {
+      uint64_t h = (ips ^ (ports * 0x9e3779b97f4a7c15ull)) * 0xbf58476d1ce4e5b9ull;
+      h = (h ^ (h >> 31) ^ rest) * 0x94d049bb133111ebull;
+      return static_cast<size_t>(h ^ (h >> 29));
+   }
+};
+TakenKey takenKey(uint32_t stage, const Orim::PDKeyValue& k) {
+   return {uint64_t{k.srcIpLabel()} << 32 | k.dstIpLabel(),
+           uint64_t{k.srcPortLabel()} << 32 | k.dstPortLabel(),
+           uint64_t{stage} << 32 | uint64_t{k.ttl()} << 24 | uint64_t{k.established()} << 16 |
+               uint64_t{k.fragment()} << 8 | k.protocol()};
+}
 Identity identityOf(uint32_t stage, const Orim::PerStageTableEntry& e) {
    return {stage, e.aclId().chipRuleListId().value(),
            e.aclId().direction() == Orim::AclDirection::out, mgdKey(e.maskGroupDescriptor()),
            keyFields(e.pdKey())};
 }
 
-void labelPorts(const std::map<std::string, Acl>& bound, const ChipPlan& prev, ChipPlan& plan,
-                uint32_t chip) {
+void labelPorts(const Bound& bound, const ChipPlan& prev, ChipPlan& plan, uint32_t chip) {
    for (int t : {srcTable, dstTable}) {
-      std::set<PortRange> ranges;
+      std::vector<PortRange> ranges;
       for (const auto& [name, acl] : bound) {
-         for (const auto& [seq, r] : acl.rules) {
+         for (const auto& [seq, r] : acl->rules) {
             const auto& p = t == srcTable ? r.sport : r.dport;
-            if (p) ranges.insert(*p);
+            if (p) ranges.push_back(*p);
          }
       }
       const auto intervals = elementaryIntervals(ranges);
-      const auto labels = stableLabels(std::set<PortRange>(intervals.begin(), intervals.end()),
-                                       prev.ports[t], valuesOf(prev.ports[t]), kMaxPortLabel);
+      auto labels =
+          stableLabelsSorted(intervals, prev.ports[t], valuesOf(prev.ports[t]), kMaxPortLabel);
       if (!labels) {
          throw Error(chipText(chip) + ": the " + (t == srcTable ? "source" : "destination") +
                      " L4 port table has no label left for " +
                      std::to_string(intervals.size()) + " port intervals");
       }
-      plan.ports[t] = *labels;
+      plan.ports[t] = std::move(*labels);
    }
 }
 
-void labelPrefixes(const std::map<std::string, Acl>& bound, const ChipPlan& prev,
-                   ChipPlan& plan, uint32_t chip) {
+void labelPrefixes(const Bound& bound, const ChipPlan& prev, ChipPlan& plan, uint32_t chip) {
    for (int t : {srcTable, dstTable}) {
-      std::set<Plexo::IpGenPrefix> live;
+      std::vector<Plexo::IpGenPrefix> live;
       for (const auto& [name, acl] : bound) {
-         for (const auto& [seq, r] : acl.rules) {
+         for (const auto& [seq, r] : acl->rules) {
             const auto& p = t == srcTable ? r.src : r.dst;
-            if (p) live.insert(*p);
+            if (p) live.push_back(*p);
          }
       }
+      sortUnique(live);
       const PrefixSet& before = prev.prefixes[t];
       std::map<Plexo::IpGenPrefix, uint32_t> prevLive;
       for (const auto& [p, l] : before.labels) {
-         if (!before.ghosts.count(p)) prevLive[p] = l;
+         if (!before.ghosts.count(p)) prevLive.emplace_hint(prevLive.end(), p, l);
       }
-      const auto labels = stableLabels(live, prevLive, valuesOf(prevLive), kMaxLabel);
+      auto labels = stableLabelsSorted(live, prevLive, valuesOf(prevLive), kMaxLabel);
       if (!labels) {
          throw Error(chipText(chip) + ": no label left for " + std::to_string(live.size()) +
                      " prefixes");
       }
-      PrefixSet& set = plan.prefixes[t];
-      set.labels = *labels;
+      std::vector<Plexo::IpGenPrefix> ghosts;
       for (const auto& [p, l] : before.labels) {
-         if (live.count(p)) continue;
+         if (!std::binary_search(live.begin(), live.end(), p)) ghosts.push_back(p);
+      }
+      PrefixSet& set = plan.prefixes[t];
+      if (ghosts.empty()) {
+         set.labels = std::move(*labels);
+         continue;
+      }
+      set.labels = *labels;
+      for (const auto& p : ghosts) {
          set.ghosts.insert(p);
          set.labels[p] = ghostLabel(p, *labels, kDeadLabel);
       }
@@ -211,13 +273,12 @@ void labelPrefixes(const std::map<std::string, Acl>& bound, const ChipPlan& prev
 }
 
 // Hardware ACL indexes, rule lists and their keys, from the bindings on the chip.
-void bindLists(const std::map<std::string, Acl>& bound, uint32_t chip, const ChipPlan& prev,
-               ChipPlan& plan) {
+void bindLists(const Bound& bound, uint32_t chip, const ChipPlan& prev, ChipPlan& plan) {
    std::map<std::string, std::pair<std::string, std::string>> intfs;
    std::map<uint16_t, std::pair<std::string, std::string>> vlans;
    std::set<ListKey> lists;
    for (const auto& [name, acl] : bound) {
-      for (const auto& b : acl.bindings) {
+      for (const auto& b : acl->bindings) {
          if (b.chip != chip) continue;
          const bool routed = b.kind == BindKind::vlan;
          auto& pair = routed ? vlans[b.vlan] : intfs[b.intf];
@@ -231,10 +292,14 @@ void bindLists(const std::map<std::string, Acl>& bound, uint32_t chip, const Chi
       profiles.insert({false, p.first, p.second});
    for (const auto& [v, p] : vlans)
       profiles.insert({true, p.first, p.second});
-   const auto indexes = stableLabels(profiles, prev.indexes, valuesOf(prev.indexes), kMaxIndex);
+   const auto indexes =
+       stableLabelsSorted(std::vector<IndexProfile>(profiles.begin(), profiles.end()),
+                          prev.indexes, valuesOf(prev.indexes), kMaxIndex);
    if (!indexes) throw Error(chipText(chip) + " has no hardware ACL index left");
    plan.indexes = *indexes;
-   std::set<uint32_t> avoidLists = valuesOf(prev.lists);
+   std::set<uint32_t> avoidLists;
+   for (const auto& [k, v] : prev.lists)
+      avoidLists.insert(v);
    avoidLists.insert(XpAcl::OrimConstants::reservedChipRuleListIdForPermitAll.value());
    const auto ids = stableLabels(lists, prev.lists, avoidLists, kMaxIndex);
    if (!ids) throw Error(chipText(chip) + " has no chip rule list id left");
@@ -297,10 +362,10 @@ std::map<uint32_t, uint32_t> stagesOf(const std::vector<uint32_t>& groups,
 ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Acl>& next,
                      const std::map<std::string, std::map<uint32_t, uint32_t>>& priorities,
                      const ChipPlan& prev) {
-   std::map<std::string, Acl> bound;
+   Bound bound;
    for (const auto& [name, acl] : next) {
       for (const auto& b : acl.bindings) {
-         if (b.chip == chip) bound.emplace(name, acl);
+         if (b.chip == chip) bound.emplace(name, &acl);
       }
    }
    ChipPlan plan;
@@ -320,8 +385,9 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
       for (const auto& [pos, pe] : table)
          placedBefore[identityOf(stage, pe.entry)] = {pos, pe.entry.ruleId()};
    }
+   Expander expander(plan);
    for (const auto& [key, listId] : plan.lists) {
-      const Acl& acl = bound.at(key.acl);
+      const Acl& acl = *bound.at(key.acl);
       const auto& prio = priorities.at(key.acl);
       const uint8_t type = tableType(key.routed, key.ipv6);
       // Mask groups in the order their first rule comes.
@@ -341,21 +407,22 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
       for (const auto& [text, stage] : stages)
          plan.stageMg[listId][stage] = mgds[text];
       // Entries, first rule first: a key a higher rule already holds is that rule's.
-      std::set<std::pair<uint32_t, KeyFields>> taken;
+      Norv::FlatHashMap<TakenKey, bool> taken;
+      taken.reserve(acl.rules.size());
       const Orim::AclId aclId(Orim::ChipRuleListId(listId),
                               key.egress ? Orim::AclDirection::out : Orim::AclDirection::in);
       for (const auto& [seq, r] : acl.rules) {
          if (r.ipv6 != key.ipv6) continue;
          const auto mgd = maskGroupOf(r, type);
          const uint32_t stage = stages.at(mgdKey(mgd));
-         const auto keys = expand(r, plan);
+         const auto& keys = expander.expand(r);
          if (keys.empty()) {
             throw Error(chipText(chip) + ": rule " + std::to_string(seq) + " of ACL " +
                         key.acl + " expands to more than " +
                         std::to_string(kMaxEntriesPerRule) + " entries");
          }
          for (const auto& k : keys) {
-            if (!taken.insert({stage, keyFields(k)}).second) continue;
+            if (!taken.insert(takenKey(stage, k), true).second) continue;
             Orim::PerStageTableEntry e;
             e.aclIdIs(aclId);
             e.pdKeyIs(k);
@@ -375,25 +442,31 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
             auto published =
                 view.config ? view.config->stageHashTable(Orim::StageId(stage)) : nullptr;
             const auto desc = view.cap->stageHashTableDescriptor(Orim::StageId(stage));
-            std::string tried;
+            std::vector<Position> tried;
             bool placed = false;
             for (uint32_t way = 0; way < view.ways && !placed; ++way) {
                const uint32_t h =
                    view.pd->getHash(k, desc, mgd, static_cast<uint8_t>(way), aclId);
                const Position pos(way, h);
-               if (table.count(pos) || (published && published->tableColl().contains(pos))) {
-                  tried += (tried.empty() ? "" : ", ") + std::to_string(way) + ":" +
-                           std::to_string(h);
+               const auto at = table.lower_bound(pos);
+               if ((at != table.end() && at->first == pos) ||
+                   (published && published->tableColl().contains(pos))) {
+                  tried.push_back(pos);
                   continue;
                }
                e.ruleIdIs(plan.nextRuleId++);
-               table[pos] = {e, key.acl, seq};
+               table.emplace_hint(at, pos, PlacedEntry{e, key.acl, seq});
                placed = true;
             }
             if (!placed) {
+               std::string ways;
+               for (const auto& pos : tried) {
+                  ways += (ways.empty() ? "" : ", ") + std::to_string(pos.way()) + ":" +
+                          std::to_string(pos.hashIndex());
+               }
                throw Error(chipText(chip) + ": no room for rule " + std::to_string(seq) +
                            " of ACL " + key.acl + " at stage " + std::to_string(stage) +
-                           ": every way is taken where it hashes (way:index " + tried + ")");
+                           ": every way is taken where it hashes (way:index " + ways + ")");
             }
          }
       }

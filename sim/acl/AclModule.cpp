@@ -325,10 +325,18 @@ void publishEdit(Simulator& s, const std::string& name, const std::set<uint32_t>
       }
       return;
    }
+   // The priorities as they were, for a refusal to put back. An edit that leaves them as they
+   // are (a binding, or a rule written again) needs no copy: updatePriorities changes nothing
+   // when every rule has one and the added rule is among them.
    const auto priorBefore = store.priorities.find(name);
+   const auto aclBefore = store.acls.find(name);
+   const bool unchanged = priorBefore != store.priorities.end() &&
+                          aclBefore != store.acls.end() &&
+                          priorBefore->second.size() == aclBefore->second.rules.size() &&
+                          (!added || priorBefore->second.count(*added));
    const std::optional<std::map<uint32_t, uint32_t>> saved =
-       priorBefore == store.priorities.end() ? std::nullopt
-                                             : std::optional(priorBefore->second);
+       priorBefore == store.priorities.end() || unchanged ? std::nullopt
+                                                          : std::optional(priorBefore->second);
    std::map<uint32_t, ChipPlan> plans;
    std::vector<uint32_t> done;
    try {
@@ -347,7 +355,7 @@ void publishEdit(Simulator& s, const std::string& name, const std::set<uint32_t>
       undo();
       if (saved) {
          store.priorities[name] = *saved;
-      } else {
+      } else if (!unchanged) {
          store.priorities.erase(name);
       }
       throw;

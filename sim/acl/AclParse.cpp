@@ -2,7 +2,9 @@
 // writing it back.
 #include "sim/acl/AclParse.h"
 
+#include <algorithm>
 #include <array>
+#include <vector>
 
 #include "sim/SimArgs.h"
 
@@ -81,10 +83,13 @@ Rule parseRule(const Args& a, size_t i) {
       throw Error("bad address family '" + family + "': expected ip or ipv6");
    }
    r.ipv6 = family == "ipv6";
-   std::set<std::string> seen;
+   // The few match words of a rule, looked through rather than kept in a set.
+   std::vector<const std::string*> seen;
    while (a.has(i)) {
-      const std::string w = a.word(i++, "match");
-      if (!seen.insert(w).second) throw Error("'" + w + "' is given twice");
+      const std::string& w = a.word(i++, "match");
+      if (std::any_of(seen.begin(), seen.end(), [&](const std::string* x) { return *x == w; }))
+         throw Error("'" + w + "' is given twice");
+      seen.push_back(&w);
       if (w == "src") {
          r.src = prefixWord(a, i++, r.ipv6);
       } else if (w == "dst") {

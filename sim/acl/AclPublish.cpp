@@ -30,12 +30,32 @@ constexpr const char* kTableName[2] = {"source", "destination"};
 
 using PrefixMap = std::map<Plexo::IpGenPrefix, uint32_t>;
 
-PrefixMap family(const PrefixSet& set, bool v6) {
-   PrefixMap out;
-   for (const auto& [p, l] : set.labels) {
-      if (p.isV6() == v6) out[p] = l;
+// One family of a table's prefixes, walked in place: the sets are large and published whole.
+template <class F>
+void forFamily(const PrefixMap& set, bool v6, F f) {
+   for (const auto& [p, l] : set) {
+      if (p.isV6() == v6) f(p, l);
    }
-   return out;
+}
+
+size_t familySize(const PrefixMap& set, bool v6) {
+   size_t n = 0;
+   forFamily(set, v6, [&](const auto&, uint32_t) { ++n; });
+   return n;
+}
+
+bool sameFamily(const PrefixMap& a, const PrefixMap& b, bool v6) {
+   auto i = a.begin(), j = b.begin();
+   for (;;) {
+      while (i != a.end() && i->first.isV6() != v6)
+         ++i;
+      while (j != b.end() && j->first.isV6() != v6)
+         ++j;
+      if (i == a.end() || j == b.end()) return i == a.end() && j == b.end();
+      if (*i != *j) return false;
+      ++i;
+      ++j;
+   }
 }
 
 bool acknowledged(Simulator& s, const std::string& sm, const Orim::ChipId& chip, double id) {
@@ -54,11 +74,12 @@ Norv::Ptr<Orim::ChipIpGenPrefixConfig> prefixConfig(Simulator& s, const std::str
 // The attempted phase: indexes for the whole set, nothing written. Whether the driver
 // acknowledged it with success.
 bool attempt(Simulator& s, const std::string& sm, const Orim::ChipId& chip,
-             const PrefixMap& set) {
+             const PrefixMap& set, bool v6) {
    auto c = prefixConfig(s, sm, chip);
    c->attemptedXformDelAll();
-   for (const auto& [p, l] : set)
+   forFamily(set, v6, [&](const Plexo::IpGenPrefix& p, uint32_t l) {
       c->attemptedXformIs(p, Orim::XformedIpPrefix{l});
+   });
    const double id = c->attemptedRequestId() + 1;
    c->attemptedRequestIdIs(id);
    return acknowledged(s, sm, chip, id);
@@ -66,33 +87,35 @@ bool attempt(Simulator& s, const std::string& sm, const Orim::ChipId& chip,
 
 // The active phase: the attempted set written at its indexes.
 void activate(Simulator& s, const std::string& sm, const Orim::ChipId& chip,
-              const PrefixMap& set) {
+              const PrefixMap& set, bool v6) {
    auto c = prefixConfig(s, sm, chip);
    c->activeXformDelAll();
-   for (const auto& [p, l] : set)
+   forFamily(set, v6, [&](const Plexo::IpGenPrefix& p, uint32_t l) {
       c->activeXformIs(p, Orim::XformedIpPrefix{l});
+   });
    c->activeRequestIdIs(c->activeRequestId() + 1);
 }
 
 bool attemptTable(Simulator& s, const Orim::ChipId& chip, int t, const PrefixSet& from,
                   const PrefixSet& to) {
-   const auto v6 = family(to, true);
-   if (!attempt(s, kPrefixSm[t].v4, chip, family(to, false))) return false;
+   if (!attempt(s, kPrefixSm[t].v4, chip, to.labels, false)) return false;
    const bool v6Before = std::any_of(from.labels.begin(), from.labels.end(),
                                      [](const auto& kv) { return kv.first.isV6(); });
-   return (v6.empty() && !v6Before) || attempt(s, kPrefixSm[t].v6, chip, v6);
+   return (familySize(to.labels, true) == 0 && !v6Before) ||
+          attempt(s, kPrefixSm[t].v6, chip, to.labels, true);
 }
 
 void activateTable(Simulator& s, const Orim::ChipId& chip, int t, const PrefixSet& from,
                    const PrefixSet& to) {
-   const auto v4 = family(to, false), v6 = family(to, true);
-   const auto old4 = family(from, false), old6 = family(from, true);
+   const size_t v4 = familySize(to.labels, false), v6 = familySize(to.labels, true);
    // An IPv4 activation first writes a catch-all at index 0, which may be an IPv6 prefix's:
    // it runs only when the IPv4 set changed, and the IPv6 set is rewritten after it whenever
    // its indexes may have moved.
-   if (v4 != old4 && !v4.empty()) activate(s, kPrefixSm[t].v4, chip, v4);
-   if ((v6 != old6 || v4.size() != old4.size()) && !v6.empty()) {
-      activate(s, kPrefixSm[t].v6, chip, v6);
+   if (v4 && !sameFamily(to.labels, from.labels, false))
+      activate(s, kPrefixSm[t].v4, chip, to.labels, false);
+   if (v6 &&
+       (!sameFamily(to.labels, from.labels, true) || v4 != familySize(from.labels, false))) {
+      activate(s, kPrefixSm[t].v6, chip, to.labels, true);
    }
 }
 
@@ -122,19 +145,20 @@ void addPorts(Simulator& s, const Orim::ChipId& chip, int t,
               const std::map<PortRange, uint32_t>& to) {
    if (from == to) return;
    auto c = portConfig(s, t, chip);
-   std::vector<PortRange> added;
+   std::vector<std::pair<PortRange, uint32_t>> added;
    for (const auto& [r, l] : to) {
       const auto it = from.find(r);
-      if (it == from.end() || it->second != l) added.push_back(r);
+      if (it == from.end() || it->second != l) added.push_back({r, l});
    }
    if (added.empty()) return;
    for (const auto& [r, l] : from) {
       if (to.count(r)) continue;
-      if (std::any_of(added.begin(), added.end(), [&](const auto& n) { return overlap(r, n); }))
+      if (std::any_of(added.begin(), added.end(),
+                      [&](const auto& n) { return overlap(r, n.first); }))
          c->activeXformDel({r.first, r.last});
    }
-   for (const auto& r : added)
-      c->activeXformIs({r.first, r.last}, Orim::XformedPortRange{uint16_t(to.at(r))});
+   for (const auto& [r, l] : added)
+      c->activeXformIs({r.first, r.last}, Orim::XformedPortRange{uint16_t(l)});
    raisePortRequest(s, t, chip);
 }
 
@@ -201,14 +225,16 @@ void removeEntry(Norv::Ptr<Orim::ChipDataFlowConfig> config, uint32_t stage,
 
 // The set `to` with its ghosts still carrying the label they had in `from`, live or ghost
 // already: a ghost labelled like an enclosing prefix that loses its last rule in the same
-// change is relabelled with it, and the old entries still decide until their bindings go. A
-// freed label is never given to another prefix in the same change, so the two can stand side
-// by side.
-PrefixSet ghostsKeepingTheirLabels(const PrefixSet& from, const PrefixSet& to) {
-   PrefixSet kept = to;
+// change is relabelled with it, and the old entries still decide until their bindings go.
+// Nothing when no ghost's label changes, and `to` is that set. A freed label is never given
+// to another prefix in the same change, so the two can stand side by side.
+std::optional<PrefixSet> ghostsKeepingTheirLabels(const PrefixSet& from, const PrefixSet& to) {
+   std::optional<PrefixSet> kept;
    for (const auto& ghost : to.ghosts) {
       const auto was = from.labels.find(ghost);
-      if (was != from.labels.end()) kept.labels[ghost] = was->second;
+      if (was == from.labels.end() || was->second == to.labels.at(ghost)) continue;
+      if (!kept) kept = to;
+      kept->labels[ghost] = was->second;
    }
    return kept;
 }
@@ -304,13 +330,16 @@ void publishChip(Simulator& s, uint32_t chipValue, const ChipPlan& from, const C
       stageTable(config, w.stage)->tableIs(w.pos, *w.entry);
    // Labels after the entries that use them: a new label is a value no packet carries yet, so
    // its entries wait unseen, and a port or address whose label changes finds its new entries
-   // already there. A prefix that lost its last rule keeps its label until the bindings that
+   // already there. A ghost whose label changes keeps its old one until the bindings that
    // reach its old entries are gone (below).
-   const std::array<PrefixSet, 2> kept = {
+   const std::array<std::optional<PrefixSet>, 2> keeping = {
        ghostsKeepingTheirLabels(from.prefixes[srcTable], to.prefixes[srcTable]),
        ghostsKeepingTheirLabels(from.prefixes[dstTable], to.prefixes[dstTable])};
+   const std::array<const PrefixSet*, 2> kept = {
+       keeping[srcTable] ? &*keeping[srcTable] : &to.prefixes[srcTable],
+       keeping[dstTable] ? &*keeping[dstTable] : &to.prefixes[dstTable]};
    for (int t : {srcTable, dstTable}) {
-      if (from.prefixes[t] != kept[t]) activateTable(s, chip, t, from.prefixes[t], kept[t]);
+      if (from.prefixes[t] != *kept[t]) activateTable(s, chip, t, from.prefixes[t], *kept[t]);
       addPorts(s, chip, t, from.ports[t], to.ports[t]);
    }
    // Bindings: a rebound interface moves to its new index in one write.
@@ -337,7 +366,8 @@ void publishChip(Simulator& s, uint32_t chipValue, const ChipPlan& from, const C
    // Unbound, the old entries no longer decide anything their ghosts' old labels reach: the
    // ghosts take their labels now, and find the new entries of their enclosing prefixes.
    for (int t : {srcTable, dstTable}) {
-      if (kept[t] != to.prefixes[t]) activateTable(s, chip, t, kept[t], to.prefixes[t]);
+      if (keeping[t] && *keeping[t] != to.prefixes[t])
+         activateTable(s, chip, t, *keeping[t], to.prefixes[t]);
    }
    for (const auto& [stage, entries] : from.entries) {
       const auto after = to.entries.find(stage);
