@@ -296,11 +296,13 @@ void publishChip(Simulator& s, uint32_t chipValue, const ChipPlan& from, const C
       publishChip(s, chipValue, to, from);
       throw Error(*full);
    }
-   // New and changed entries, before any old one goes. Entries whose priority changes are
-   // rewritten in an order that keeps every two of them ranked as before and after: those that
-   // drop, lowest first, then those that rise, highest first.
+   // New and changed entries, before any old one goes: first those that rise (new ones rise
+   // from nothing), highest first, then those that drop, lowest first. Whatever a packet
+   // matches, its winner is then at every step either its old winner at its old priority or
+   // its new winner at its new one: a written rise on top has the highest final priority of
+   // all, and an unwritten entry on top has the highest old one.
    struct Write {
-      int group; // 0 new or same priority, 1 dropping, 2 rising
+      int group; // 0 new, rising or same priority, 1 dropping
       int rank;  // order within the group
       uint32_t stage;
       Position pos;
@@ -317,10 +319,10 @@ void publishChip(Simulator& s, uint32_t chipValue, const ChipPlan& from, const C
             if (old != before->second.end()) {
                if (old->second.entry == pe.entry) continue;
                const int was = old->second.entry.priority();
-               group = now < was ? 1 : now > was ? 2 : 0;
+               group = now < was ? 1 : 0;
             }
          }
-         writes.push_back({group, group == 2 ? -now : now, stage, pos, &pe.entry});
+         writes.push_back({group, group == 0 ? -now : now, stage, pos, &pe.entry});
       }
    }
    std::stable_sort(writes.begin(), writes.end(), [](const Write& x, const Write& y) {

@@ -223,4 +223,23 @@ TEST_F(Hitless, AGhostOfAGhostTakesItsLabelOnlyOnceItsAclIsUnbound) {
       EXPECT_FALSE(f.cause.empty()) << findingText(f);
 }
 
+// A rule edited so that a later rule takes over its key while it moves to a broader one: the
+// entry that rises (the rule at its new key) is written before the one that drops (the later
+// rule at the old key), or the later rule decides in between. Found by the soak (seed 87507).
+TEST_F(Hitless, AnEntryThatRisesIsWrittenBeforeOneThatDrops) {
+   play("acl order rule 2 permit ip dst 10.1.0.0/16\n"
+        "acl order rule 5 deny ip dst 10.0.0.0/8\n"
+        // Keeps 10.1.0.0/16 a live prefix with a label of its own.
+        "acl order rule 12 deny ip dst 10.1.0.0/16\n"
+        "acl order rule 30 permit ip\n"
+        "acl order bind 4 intf Ethernet41 in\n");
+   const xpAclPacket inside = ipv4Packet(4, 41, 10, "192.168.1.1", "10.1.2.3", 6, 80);
+   ASSERT_TRUE(xpAclWalkPacket(inside, false).permit);
+   const HitlessReport r = watch("acl order rule 2 permit ip\n");
+   EXPECT_GT(r.writes, 1u);
+   for (const auto& f : r.findings)
+      EXPECT_FALSE(f.cause.empty()) << findingText(f);
+   EXPECT_TRUE(xpAclWalkPacket(inside, false).permit);
+}
+
 } // namespace
