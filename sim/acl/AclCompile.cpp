@@ -53,18 +53,6 @@ std::vector<uint32_t> valuesOf(const std::map<K, uint32_t>& m) {
    return out;
 }
 
-template <class K>
-std::vector<std::pair<K, uint32_t>> flat(const std::map<K, uint32_t>& m) {
-   return {m.begin(), m.end()};
-}
-
-// Rules are often written in the order of their fields: such a vector needs no sorting.
-template <class K>
-void sortUnique(std::vector<K>& v) {
-   if (!std::is_sorted(v.begin(), v.end())) std::sort(v.begin(), v.end());
-   v.erase(std::unique(v.begin(), v.end()), v.end());
-}
-
 // The ACLs bound on the chip, by name.
 using Bound = std::map<std::string, const Acl*>;
 
@@ -125,8 +113,9 @@ uint32_t mgdKey(const Orim::MaskGroupDescriptor& m) {
 // each rule's expansion reuses.
 struct Expander {
    explicit Expander(const ChipPlan& plan)
-       : prefixes{flat(plan.prefixes[srcTable].labels), flat(plan.prefixes[dstTable].labels)},
-         ports{flat(plan.ports[srcTable]), flat(plan.ports[dstTable])} {}
+       : prefixes{FlatPrefixes(plan.prefixes[srcTable].labels),
+                  FlatPrefixes(plan.prefixes[dstTable].labels)},
+         ports{FlatIntervals(plan.ports[srcTable]), FlatIntervals(plan.ports[dstTable])} {}
    std::array<FlatPrefixes, 2> prefixes;
    std::array<FlatIntervals, 2> ports;
    std::array<std::vector<uint32_t>, 4>
@@ -237,37 +226,42 @@ void labelPorts(const Bound& bound, const ChipPlan& prev, ChipPlan& plan, uint32
 
 void labelPrefixes(const Bound& bound, const ChipPlan& prev, ChipPlan& plan, uint32_t chip) {
    for (int t : {srcTable, dstTable}) {
-      std::vector<Plexo::IpGenPrefix> live;
+      std::vector<Plexo::IpGenPrefix> rulePrefixes;
       for (const auto& [name, acl] : bound) {
          for (const auto& [seq, r] : acl->rules) {
             const auto& p = t == srcTable ? r.src : r.dst;
-            if (p) live.push_back(*p);
+            if (p) rulePrefixes.push_back(*p);
          }
       }
-      sortUnique(live);
+      const auto live = sortedUnique(std::move(rulePrefixes));
       const PrefixSet& before = prev.prefixes[t];
-      std::map<Plexo::IpGenPrefix, uint32_t> prevLive;
-      for (const auto& [p, l] : before.labels) {
-         if (!before.ghosts.count(p)) prevLive.emplace_hint(prevLive.end(), p, l);
+      // The labels the live prefixes had: the table less its ghosts.
+      std::map<Plexo::IpGenPrefix, uint32_t> withoutGhosts;
+      if (!before.ghosts.empty()) {
+         for (const auto& [p, l] : before.labels) {
+            if (!before.ghosts.count(p)) withoutGhosts.emplace_hint(withoutGhosts.end(), p, l);
+         }
       }
+      const auto& prevLive = before.ghosts.empty() ? before.labels : withoutGhosts;
       auto labels = stableLabelsSorted(live, prevLive, valuesOf(prevLive), kMaxLabel);
       if (!labels) {
          throw Error(chipText(chip) + ": no label left for " + std::to_string(live.size()) +
                      " prefixes");
       }
+      // What the table held and no rule uses any more, in order.
       std::vector<Plexo::IpGenPrefix> ghosts;
-      for (const auto& [p, l] : before.labels) {
-         if (!std::binary_search(live.begin(), live.end(), p)) ghosts.push_back(p);
+      auto l = live.begin();
+      for (const auto& [p, label] : before.labels) {
+         while (l != live.end() && *l < p)
+            ++l;
+         if (l == live.end() || p < *l) ghosts.push_back(p);
       }
+      const auto ghostLabelsOf = ghostLabels(ghosts, *labels, kDeadLabel);
       PrefixSet& set = plan.prefixes[t];
-      if (ghosts.empty()) {
-         set.labels = std::move(*labels);
-         continue;
-      }
-      set.labels = *labels;
-      for (const auto& p : ghosts) {
-         set.ghosts.insert(p);
-         set.labels[p] = ghostLabel(p, *labels, kDeadLabel);
+      set.labels = std::move(*labels);
+      for (size_t i = 0; i < ghosts.size(); ++i) {
+         set.ghosts.emplace_hint(set.ghosts.end(), ghosts[i]);
+         set.labels.emplace(ghosts[i], ghostLabelsOf[i]);
       }
    }
 }
