@@ -384,15 +384,23 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
       const Acl& acl = *bound.at(key.acl);
       const auto& prio = priorities.at(key.acl);
       const uint8_t type = tableType(key.routed, key.ipv6);
-      // Mask groups in the order their first rule comes.
+      // Mask groups in the order their first rule comes, and each rule's.
+      struct ListRule {
+         uint32_t seq;
+         const Rule* rule;
+         Orim::MaskGroupDescriptor mgd;
+         uint32_t group;
+      };
+      std::vector<ListRule> rules;
+      rules.reserve(acl.rules.size());
       std::vector<uint32_t> groups;
       std::map<uint32_t, Orim::MaskGroupDescriptor> mgds;
       for (const auto& [seq, r] : acl.rules) {
          if (r.ipv6 != key.ipv6) continue;
-         const auto mgd = maskGroupOf(r, type);
-         const uint32_t text = mgdKey(mgd);
-         if (!mgds.count(text)) groups.push_back(text);
-         mgds[text] = mgd;
+         rules.push_back({seq, &r, maskGroupOf(r, type), 0});
+         auto& rule = rules.back();
+         rule.group = mgdKey(rule.mgd);
+         if (mgds.emplace(rule.group, rule.mgd).second) groups.push_back(rule.group);
       }
       const auto prevMg = prev.stageMg.find(listId);
       const auto stages = stagesOf(
@@ -405,51 +413,66 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
       taken.reserve(acl.rules.size());
       const Orim::AclId aclId(Orim::ChipRuleListId(listId),
                               key.egress ? Orim::AclDirection::out : Orim::AclDirection::in);
-      for (const auto& [seq, r] : acl.rules) {
-         if (r.ipv6 != key.ipv6) continue;
-         const auto mgd = maskGroupOf(r, type);
-         const uint32_t stage = stages.at(mgdKey(mgd));
+      // Rules and their priorities both go by sequence number.
+      auto prioAt = prio.begin();
+      for (const auto& [seq, rule, mgd, group] : rules) {
+         const Rule& r = *rule;
+         const uint32_t stage = stages.at(group);
          const auto& keys = expander.expand(r);
          if (keys.empty()) {
             throw Error(chipText(chip) + ": rule " + std::to_string(seq) + " of ACL " +
                         key.acl + " expands to more than " +
                         std::to_string(kMaxEntriesPerRule) + " entries");
          }
+         // What the rule's entries share, looked up when its first entry is made.
+         std::map<Position, PlacedEntry>* table = nullptr;
+         Orim::PerStageTableEntry e;
+         decltype(view.config->stageHashTable(Orim::StageId(stage))) published;
+         decltype(view.cap->stageHashTableDescriptor(Orim::StageId(stage))) desc;
          for (const auto& k : keys) {
             if (!taken.insert(takenKey(stage, k), true).second) continue;
-            Orim::PerStageTableEntry e;
-            e.aclIdIs(aclId);
+            if (!table) {
+               while (prioAt != prio.end() && prioAt->first < seq)
+                  ++prioAt;
+               const uint32_t priority =
+                   prioAt != prio.end() && prioAt->first == seq ? prioAt->second : prio.at(seq);
+               e.aclIdIs(aclId);
+               e.maskGroupDescriptorIs(mgd);
+               e.aclResultIs(r.permit);
+               e.loggingIs(r.log);
+               e.countingIs(r.count);
+               e.priorityIs(static_cast<uint16_t>(priority));
+               table = &plan.entries[stage];
+            }
             e.pdKeyIs(k);
-            e.maskGroupDescriptorIs(mgd);
-            e.aclResultIs(r.permit);
-            e.loggingIs(r.log);
-            e.countingIs(r.count);
-            e.priorityIs(static_cast<uint16_t>(prio.at(seq)));
-            auto& table = plan.entries[stage];
-            const auto before = placedBefore.find(identityOf(stage, e));
-            if (before != placedBefore.end()) {
-               e.ruleIdIs(before->second.second);
-               table[before->second.first] = {e, key.acl, seq};
-               continue;
+            if (!placedBefore.empty()) {
+               const auto before = placedBefore.find(identityOf(stage, e));
+               if (before != placedBefore.end()) {
+                  e.ruleIdIs(before->second.second);
+                  (*table)[before->second.first] = {e, key.acl, seq};
+                  continue;
+               }
             }
             // The first way where the hash finds room, neither published nor planned.
-            auto published =
-                view.config ? view.config->stageHashTable(Orim::StageId(stage)) : nullptr;
-            const auto desc = view.cap->stageHashTableDescriptor(Orim::StageId(stage));
+            if (!desc) {
+               published =
+                   view.config ? view.config->stageHashTable(Orim::StageId(stage)) : nullptr;
+               desc = view.cap->stageHashTableDescriptor(Orim::StageId(stage));
+            }
             std::vector<Position> tried;
             bool placed = false;
             for (uint32_t way = 0; way < view.ways && !placed; ++way) {
                const uint32_t h =
                    view.pd->getHash(k, desc, mgd, static_cast<uint8_t>(way), aclId);
                const Position pos(way, h);
-               const auto at = table.lower_bound(pos);
-               if ((at != table.end() && at->first == pos) ||
+               const auto at = table->lower_bound(pos);
+               if ((at != table->end() && at->first == pos) ||
                    (published && published->tableColl().contains(pos))) {
                   tried.push_back(pos);
                   continue;
                }
                e.ruleIdIs(plan.nextRuleId++);
-               table.emplace_hint(at, pos, PlacedEntry{e, key.acl, seq});
+               table->emplace_hint(at, pos, PlacedEntry{e, key.acl, seq});
                placed = true;
             }
             if (!placed) {
