@@ -51,10 +51,12 @@ namespace {
 
 // Sorts and dedups what `out` gained since `from`: most prefixes and ranges expand to one
 // label, which needs neither.
-void sortUniqueFrom(std::vector<uint32_t>& out, size_t from) {
-   if (out.size() - from < 2) return;
+void sortUniqueFromSlow(std::vector<uint32_t>& out, size_t from) {
    std::sort(out.begin() + from, out.end());
    out.erase(std::unique(out.begin() + from, out.end()), out.end());
+}
+inline void sortUniqueFrom(std::vector<uint32_t>& out, size_t from) {
+   if (out.size() - from > 1) sortUniqueFromSlow(out, from);
 }
 
 } // namespace
