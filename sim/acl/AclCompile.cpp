@@ -53,18 +53,6 @@ std::vector<uint32_t> valuesOf(const std::map<K, uint32_t>& m) {
    return out;
 }
 
-template <class K>
-std::vector<std::pair<K, uint32_t>> flat(const std::map<K, uint32_t>& m) {
-   return {m.begin(), m.end()};
-}
-
-// Rules are often written in the order of their fields: such a vector needs no sorting.
-template <class K>
-void sortUnique(std::vector<K>& v) {
-   if (!std::is_sorted(v.begin(), v.end())) std::sort(v.begin(), v.end());
-   v.erase(std::unique(v.begin(), v.end()), v.end());
-}
-
 // The ACLs bound on the chip, by name.
 using Bound = std::map<std::string, const Acl*>;
 
@@ -125,8 +113,9 @@ uint32_t mgdKey(const Orim::MaskGroupDescriptor& m) {
 // each rule's expansion reuses.
 struct Expander {
    explicit Expander(const ChipPlan& plan)
-       : prefixes{flat(plan.prefixes[srcTable].labels), flat(plan.prefixes[dstTable].labels)},
-         ports{flat(plan.ports[srcTable]), flat(plan.ports[dstTable])} {}
+       : prefixes{FlatPrefixes(plan.prefixes[srcTable].labels),
+                  FlatPrefixes(plan.prefixes[dstTable].labels)},
+         ports{FlatIntervals(plan.ports[srcTable]), FlatIntervals(plan.ports[dstTable])} {}
    std::array<FlatPrefixes, 2> prefixes;
    std::array<FlatIntervals, 2> ports;
    std::array<std::vector<uint32_t>, 4>
@@ -237,37 +226,42 @@ void labelPorts(const Bound& bound, const ChipPlan& prev, ChipPlan& plan, uint32
 
 void labelPrefixes(const Bound& bound, const ChipPlan& prev, ChipPlan& plan, uint32_t chip) {
    for (int t : {srcTable, dstTable}) {
-      std::vector<Plexo::IpGenPrefix> live;
+      std::vector<Plexo::IpGenPrefix> rulePrefixes;
       for (const auto& [name, acl] : bound) {
          for (const auto& [seq, r] : acl->rules) {
             const auto& p = t == srcTable ? r.src : r.dst;
-            if (p) live.push_back(*p);
+            if (p) rulePrefixes.push_back(*p);
          }
       }
-      sortUnique(live);
+      const auto live = sortedUnique(std::move(rulePrefixes));
       const PrefixSet& before = prev.prefixes[t];
-      std::map<Plexo::IpGenPrefix, uint32_t> prevLive;
-      for (const auto& [p, l] : before.labels) {
-         if (!before.ghosts.count(p)) prevLive.emplace_hint(prevLive.end(), p, l);
+      // The labels the live prefixes had: the table less its ghosts.
+      std::map<Plexo::IpGenPrefix, uint32_t> withoutGhosts;
+      if (!before.ghosts.empty()) {
+         for (const auto& [p, l] : before.labels) {
+            if (!before.ghosts.count(p)) withoutGhosts.emplace_hint(withoutGhosts.end(), p, l);
+         }
       }
+      const auto& prevLive = before.ghosts.empty() ? before.labels : withoutGhosts;
       auto labels = stableLabelsSorted(live, prevLive, valuesOf(prevLive), kMaxLabel);
       if (!labels) {
          throw Error(chipText(chip) + ": no label left for " + std::to_string(live.size()) +
                      " prefixes");
       }
+      // What the table held and no rule uses any more, in order.
       std::vector<Plexo::IpGenPrefix> ghosts;
-      for (const auto& [p, l] : before.labels) {
-         if (!std::binary_search(live.begin(), live.end(), p)) ghosts.push_back(p);
+      auto l = live.begin();
+      for (const auto& [p, label] : before.labels) {
+         while (l != live.end() && *l < p)
+            ++l;
+         if (l == live.end() || p < *l) ghosts.push_back(p);
       }
+      const auto ghostLabelsOf = ghostLabels(ghosts, *labels, kDeadLabel);
       PrefixSet& set = plan.prefixes[t];
-      if (ghosts.empty()) {
-         set.labels = std::move(*labels);
-         continue;
-      }
-      set.labels = *labels;
-      for (const auto& p : ghosts) {
-         set.ghosts.insert(p);
-         set.labels[p] = ghostLabel(p, *labels, kDeadLabel);
+      set.labels = std::move(*labels);
+      for (size_t i = 0; i < ghosts.size(); ++i) {
+         set.ghosts.emplace_hint(set.ghosts.end(), ghosts[i]);
+         set.labels.emplace(ghosts[i], ghostLabelsOf[i]);
       }
    }
 }
@@ -390,15 +384,23 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
       const Acl& acl = *bound.at(key.acl);
       const auto& prio = priorities.at(key.acl);
       const uint8_t type = tableType(key.routed, key.ipv6);
-      // Mask groups in the order their first rule comes.
+      // Mask groups in the order their first rule comes, and each rule's.
+      struct ListRule {
+         uint32_t seq;
+         const Rule* rule;
+         Orim::MaskGroupDescriptor mgd;
+         uint32_t group;
+      };
+      std::vector<ListRule> rules;
+      rules.reserve(acl.rules.size());
       std::vector<uint32_t> groups;
       std::map<uint32_t, Orim::MaskGroupDescriptor> mgds;
       for (const auto& [seq, r] : acl.rules) {
          if (r.ipv6 != key.ipv6) continue;
-         const auto mgd = maskGroupOf(r, type);
-         const uint32_t text = mgdKey(mgd);
-         if (!mgds.count(text)) groups.push_back(text);
-         mgds[text] = mgd;
+         rules.push_back({seq, &r, maskGroupOf(r, type), 0});
+         auto& rule = rules.back();
+         rule.group = mgdKey(rule.mgd);
+         if (mgds.emplace(rule.group, rule.mgd).second) groups.push_back(rule.group);
       }
       const auto prevMg = prev.stageMg.find(listId);
       const auto stages = stagesOf(
@@ -411,51 +413,66 @@ ChipPlan compileChip(Simulator& s, uint32_t chip, const std::map<std::string, Ac
       taken.reserve(acl.rules.size());
       const Orim::AclId aclId(Orim::ChipRuleListId(listId),
                               key.egress ? Orim::AclDirection::out : Orim::AclDirection::in);
-      for (const auto& [seq, r] : acl.rules) {
-         if (r.ipv6 != key.ipv6) continue;
-         const auto mgd = maskGroupOf(r, type);
-         const uint32_t stage = stages.at(mgdKey(mgd));
+      // Rules and their priorities both go by sequence number.
+      auto prioAt = prio.begin();
+      for (const auto& [seq, rule, mgd, group] : rules) {
+         const Rule& r = *rule;
+         const uint32_t stage = stages.at(group);
          const auto& keys = expander.expand(r);
          if (keys.empty()) {
             throw Error(chipText(chip) + ": rule " + std::to_string(seq) + " of ACL " +
                         key.acl + " expands to more than " +
                         std::to_string(kMaxEntriesPerRule) + " entries");
          }
+         // What the rule's entries share, looked up when its first entry is made.
+         std::map<Position, PlacedEntry>* table = nullptr;
+         Orim::PerStageTableEntry e;
+         decltype(view.config->stageHashTable(Orim::StageId(stage))) published;
+         decltype(view.cap->stageHashTableDescriptor(Orim::StageId(stage))) desc;
          for (const auto& k : keys) {
             if (!taken.insert(takenKey(stage, k), true).second) continue;
-            Orim::PerStageTableEntry e;
-            e.aclIdIs(aclId);
+            if (!table) {
+               while (prioAt != prio.end() && prioAt->first < seq)
+                  ++prioAt;
+               const uint32_t priority =
+                   prioAt != prio.end() && prioAt->first == seq ? prioAt->second : prio.at(seq);
+               e.aclIdIs(aclId);
+               e.maskGroupDescriptorIs(mgd);
+               e.aclResultIs(r.permit);
+               e.loggingIs(r.log);
+               e.countingIs(r.count);
+               e.priorityIs(static_cast<uint16_t>(priority));
+               table = &plan.entries[stage];
+            }
             e.pdKeyIs(k);
-            e.maskGroupDescriptorIs(mgd);
-            e.aclResultIs(r.permit);
-            e.loggingIs(r.log);
-            e.countingIs(r.count);
-            e.priorityIs(static_cast<uint16_t>(prio.at(seq)));
-            auto& table = plan.entries[stage];
-            const auto before = placedBefore.find(identityOf(stage, e));
-            if (before != placedBefore.end()) {
-               e.ruleIdIs(before->second.second);
-               table[before->second.first] = {e, key.acl, seq};
-               continue;
+            if (!placedBefore.empty()) {
+               const auto before = placedBefore.find(identityOf(stage, e));
+               if (before != placedBefore.end()) {
+                  e.ruleIdIs(before->second.second);
+                  (*table)[before->second.first] = {e, key.acl, seq};
+                  continue;
+               }
             }
             // The first way where the hash finds room, neither published nor planned.
-            auto published =
-                view.config ? view.config->stageHashTable(Orim::StageId(stage)) : nullptr;
-            const auto desc = view.cap->stageHashTableDescriptor(Orim::StageId(stage));
+            if (!desc) {
+               published =
+                   view.config ? view.config->stageHashTable(Orim::StageId(stage)) : nullptr;
+               desc = view.cap->stageHashTableDescriptor(Orim::StageId(stage));
+            }
             std::vector<Position> tried;
             bool placed = false;
             for (uint32_t way = 0; way < view.ways && !placed; ++way) {
                const uint32_t h =
                    view.pd->getHash(k, desc, mgd, static_cast<uint8_t>(way), aclId);
                const Position pos(way, h);
-               const auto at = table.lower_bound(pos);
-               if ((at != table.end() && at->first == pos) ||
+               const auto at = table->lower_bound(pos);
+               if ((at != table->end() && at->first == pos) ||
                    (published && published->tableColl().contains(pos))) {
                   tried.push_back(pos);
                   continue;
                }
                e.ruleIdIs(plan.nextRuleId++);
-               table.emplace_hint(at, pos, PlacedEntry{e, key.acl, seq});
+               table->emplace_hint(at, pos, PlacedEntry{e, key.acl, seq});
                placed = true;
             }
             if (!placed) {

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "norv/FlatHashMap.h"
 #include "platform/PlexoIpGenPrefix.h"
 #include "sim/acl/Acl.h"
 
@@ -72,17 +73,67 @@ stableLabels(const std::set<K>& wanted, const std::map<K, uint32_t>& previous,
 std::vector<uint32_t> portLabels(const PortRange& r,
                                  const std::map<PortRange, uint32_t>& intervals);
 
-// The same over the intervals flattened in port order, appended to `out`.
-using FlatIntervals = std::vector<std::pair<PortRange, uint32_t>>;
-void portLabels(const PortRange& r, const FlatIntervals& intervals, std::vector<uint32_t>& out);
+// A port table flattened for the many lookups of rule expansion.
+struct FlatIntervals {
+   std::vector<PortRange> intervals; // in port order
+   std::vector<uint32_t> labels;
+   explicit FlatIntervals(const std::map<PortRange, uint32_t>& table);
+};
+
+// The same over a flattened table, appended to `out`.
+void portLabels(const PortRange& r, const FlatIntervals& table, std::vector<uint32_t>& out);
 
 // Labels of the table's prefixes that lie inside `p`: a packet inside p carries the label of
 // its longest match in the table, which is one of these.
 std::vector<uint32_t> prefixLabels(const Plexo::IpGenPrefix& p,
                                    const std::map<Plexo::IpGenPrefix, uint32_t>& table);
 
-// The same over a table flattened in prefix order, appended to `out`.
-using FlatPrefixes = std::vector<std::pair<Plexo::IpGenPrefix, uint32_t>>;
+// A prefix packed for the many comparisons of compilation: its address as 128 bits (IPv4 in
+// the low 32), ordered as prefixes are (family, address, length).
+struct PrefixKey {
+   uint64_t hi = 0, lo = 0;
+   uint8_t type = 0, len = 0;
+   uint8_t bits = 0; // of the 128, those the prefix fixes
+   PrefixKey() = default;
+   explicit PrefixKey(const Plexo::IpGenPrefix& p);
+   size_t hash() const {
+      uint64_t h = (hi ^ (lo * 0x9e3779b97f4a7c15ull) ^ (uint64_t{type} << 8 | len)) *
+                   0xbf58476d1ce4e5b9ull;
+      return static_cast<size_t>(h ^ (h >> 31));
+   }
+   friend bool operator<(const PrefixKey& a, const PrefixKey& b) {
+      if (a.type != b.type) return a.type < b.type;
+      if (a.hi != b.hi) return a.hi < b.hi;
+      if (a.lo != b.lo) return a.lo < b.lo;
+      return a.len < b.len;
+   }
+   bool operator==(const PrefixKey& o) const {
+      return hi == o.hi && lo == o.lo && type == o.type && len == o.len;
+   }
+   // As prefixContains.
+   bool contains(const PrefixKey& inner) const {
+      if (type != inner.type || inner.len < len) return false;
+      const uint64_t hiMask = bits >= 64 ? ~uint64_t{0}
+                              : bits     ? ~uint64_t{0} << (64 - bits)
+                                         : 0;
+      const uint64_t loMask = bits <= 64 ? 0 : ~uint64_t{0} << (128 - bits);
+      return (((hi ^ inner.hi) & hiMask) | ((lo ^ inner.lo) & loMask)) == 0;
+   }
+};
+
+// `prefixes` sorted, without duplicates.
+std::vector<Plexo::IpGenPrefix> sortedUnique(std::vector<Plexo::IpGenPrefix> prefixes);
+
+// A prefix table flattened for the many lookups of rule expansion.
+struct FlatPrefixes {
+   std::vector<PrefixKey> keys; // in prefix order
+   std::vector<uint32_t> labels;
+   // Where each key is: a rule's prefix is in its table, found without a search.
+   Norv::FlatHashMap<PrefixKey, uint32_t> at;
+   explicit FlatPrefixes(const std::map<Plexo::IpGenPrefix, uint32_t>& table);
+};
+
+// The same over a flattened table, appended to `out`.
 void prefixLabels(const Plexo::IpGenPrefix& p, const FlatPrefixes& table,
                   std::vector<uint32_t>& out);
 
@@ -91,6 +142,11 @@ void prefixLabels(const Plexo::IpGenPrefix& p, const FlatPrefixes& table,
 // by no rule).
 uint32_t ghostLabel(const Plexo::IpGenPrefix& ghost,
                     const std::map<Plexo::IpGenPrefix, uint32_t>& live, uint32_t dead);
+
+// ghostLabel of each of `ghosts` (sorted, none of them live), in one walk along both.
+std::vector<uint32_t> ghostLabels(const std::vector<Plexo::IpGenPrefix>& ghosts,
+                                  const std::map<Plexo::IpGenPrefix, uint32_t>& live,
+                                  uint32_t dead);
 
 // Priorities 1..max, strictly decreasing along `order` (the first rule highest). A rule keeps
 // the priority it had when that still fits between its neighbours; new rules take values

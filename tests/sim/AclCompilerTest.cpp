@@ -2,6 +2,8 @@
 // and prefixes a rule expands to, and how priorities move when rules come and go.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <random>
 
 #include "sim/acl/AclLabels.h"
@@ -44,6 +46,11 @@ TEST(AclPortIntervals, SplitRangesAreDisjointUniformAndExpandEachRangeExactly) {
       const std::vector<PortRange> ranges(set.begin(), set.end());
       const auto m = membership(ranges);
       const auto intervals = elementaryIntervals(set);
+      // In any order and with repeats, the same cuts.
+      auto shuffled = ranges;
+      shuffled.insert(shuffled.end(), ranges.begin(), ranges.begin() + ranges.size() / 2);
+      std::shuffle(shuffled.begin(), shuffled.end(), rng);
+      ASSERT_EQ(elementaryIntervals(shuffled), intervals);
       // Each port: in no range and in no interval, or in exactly one interval.
       std::vector<int> owner(65536, -1);
       std::map<PortRange, uint32_t> labels;
@@ -73,6 +80,10 @@ TEST(AclPortIntervals, SplitRangesAreDisjointUniformAndExpandEachRangeExactly) {
          const auto got = portLabels(r, labels);
          EXPECT_EQ(std::set<uint32_t>(got.begin(), got.end()), carried);
          EXPECT_EQ(got.size(), carried.size());
+         std::vector<uint32_t> flat{7};
+         portLabels(r, FlatIntervals(labels), flat);
+         ASSERT_FALSE(flat.empty());
+         EXPECT_EQ(std::vector<uint32_t>(flat.begin() + 1, flat.end()), got);
       }
    }
 }
@@ -144,6 +155,57 @@ TEST(AclPrefixLabels, ExpansionMatchesExactlyThePacketsInsideThePrefix) {
          for (uint32_t a : probes) {
             ASSERT_EQ(inside(p, a), set.count(lookup(table, a)) > 0)
                 << "prefix " << p.text() << " address " << std::hex << a;
+         }
+      }
+   }
+}
+
+// The compiler's flattened tables and one-walk ghost labels against the ordered maps, over
+// both families, nested prefixes and prefixes outside the table.
+TEST(AclPrefixLabels, FlatTablesAndGhostWalkAgreeWithTheMaps) {
+   std::mt19937 rng(5);
+   const auto randomPrefix = [&]() -> IpGenPrefix {
+      if (rng() % 3) return v4(0x0a000000u | (rng() & 0x00f30f0fu), 4 + rng() % 29);
+      Plexo::Ip6Prefix p;
+      const auto bits = [&](uint32_t mask) { return static_cast<uint32_t>(rng()) & mask; };
+      p.address = {0x20010db8u, bits(0x1u), bits(0x80000001u), bits(0x80000001u)};
+      // Addresses and lengths mostly at a word's edge, where masks change.
+      constexpr std::array<uint8_t, 10> edges{0, 32, 63, 64, 65, 96, 97, 127, 128, 128};
+      p.len = rng() % 2 ? edges[rng() % edges.size()] : static_cast<uint8_t>(rng() % 129);
+      return IpGenPrefix(p);
+   };
+   for (int trial = 0; trial < 200; ++trial) {
+      std::vector<IpGenPrefix> written;
+      for (int i = 0, n = static_cast<int>(rng() % 40); i < n; ++i)
+         written.push_back(randomPrefix());
+      if (trial % 2) { // all IPv4, with repeats
+         std::erase_if(written, [](const IpGenPrefix& p) { return !p.isV4(); });
+         written.insert(written.end(), written.begin(), written.begin() + written.size() / 3);
+      }
+      const std::set<IpGenPrefix> live(written.begin(), written.end());
+      ASSERT_EQ(sortedUnique(written), std::vector<IpGenPrefix>(live.begin(), live.end()));
+      std::set<IpGenPrefix> dropped;
+      for (int i = 0, n = static_cast<int>(rng() % 10); i < n; ++i) {
+         const auto p = randomPrefix();
+         if (!live.count(p)) dropped.insert(p);
+      }
+      const auto labels = *stableLabels(live, {}, {}, 0xfffe);
+      const std::vector<IpGenPrefix> ghosts(dropped.begin(), dropped.end());
+      const auto walked = ghostLabels(ghosts, labels, 0xffff);
+      ASSERT_EQ(walked.size(), ghosts.size());
+      auto table = labels;
+      for (size_t i = 0; i < ghosts.size(); ++i) {
+         ASSERT_EQ(walked[i], ghostLabel(ghosts[i], labels, 0xffff)) << ghosts[i].text();
+         table[ghosts[i]] = walked[i];
+      }
+      const FlatPrefixes flat(table);
+      for (const auto* set : {&live, &std::as_const(dropped)}) {
+         for (const auto& p : *set) {
+            for (const IpGenPrefix& q : {p, randomPrefix()}) {
+               std::vector<uint32_t> got;
+               prefixLabels(q, flat, got);
+               ASSERT_EQ(got, prefixLabels(q, table)) << q.text();
+            }
          }
       }
    }
