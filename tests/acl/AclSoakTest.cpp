@@ -19,9 +19,9 @@
 namespace {
 
 #ifdef XPACL_SANITIZED
-constexpr uint64_t kSteps = 150; // a sanitized chip model runs some thirty times slower
+constexpr uint64_t kSteps = 100; // a sanitized chip model runs some thirty times slower
 #else
-constexpr uint64_t kSteps = 2500;
+constexpr uint64_t kSteps = 2000;
 #endif
 
 uint64_t envNumber(const char* name, uint64_t fallback) {
